@@ -1,0 +1,80 @@
+// qxmib: the command line host of the QXMIBTree component.
+
+#include "command.h"
+
+#include "core/globals.h"
+#include "core/messagesink.h"
+#include "core/qxmiberror.h"
+
+#include <QCoreApplication>
+
+namespace {
+
+void printUsage()
+{
+    QString text = QStringLiteral("Usage: qxmib [--db PATH] COMMAND [ARGS...]\n\n"
+                                  "Answers questions about SNMP MIB objects from a MIB database.\n"
+                                  "The database is MIBs.cfg beside the QXMIBTree library unless --db names another.\n\n"
+                                  "Commands:\n");
+    for (const Command &c : CommandRegistry::all())
+        text += QStringLiteral("  %1%2\n").arg(QLatin1String(c.name), -12).arg(QLatin1String(c.summary));
+    text += QStringLiteral("\nRun 'qxmib COMMAND --help' for the options of one command.\n");
+    printOut(text);
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("qxmib"));
+    QCoreApplication::setApplicationVersion(Globals::versionText());
+
+    // A message box has nobody to answer it here: say it on stderr.
+    MessageSink::setHandler([](const QString &text, const QString &) { printErr(text + QLatin1Char('\n')); });
+
+    // --db is global and may stand anywhere before "--".
+    QStringList args = app.arguments().mid(1);
+    for (int i = 0; i < args.size(); ++i) {
+        if (args.at(i) == QLatin1String("--"))
+            break;
+        if (args.at(i) == QLatin1String("--db")) {
+            if (i + 1 >= args.size()) {
+                printErr(QStringLiteral("qxmib: --db needs a path\n"));
+                return 2;
+            }
+            Globals::setDatabasePath(args.at(i + 1));
+            args.remove(i, 2);
+            --i;
+        } else if (args.at(i).startsWith(QLatin1String("--db="))) {
+            Globals::setDatabasePath(args.at(i).mid(5));
+            args.remove(i);
+            --i;
+        }
+    }
+
+    if (args.isEmpty() || args.first() == QLatin1String("--help") || args.first() == QLatin1String("-h")
+        || args.first() == QLatin1String("help")) {
+        printUsage();
+        return args.isEmpty() ? 2 : 0;
+    }
+    if (args.first() == QLatin1String("--version")) {
+        printOut(QStringLiteral("qxmib %1 (%2)\n").arg(Globals::versionText(), Globals::applicationTitle()));
+        return 0;
+    }
+
+    const Command *command = CommandRegistry::find(args.first());
+    if (command == nullptr) {
+        printErr(QStringLiteral("qxmib: unknown command '%1' (see qxmib --help)\n").arg(args.first()));
+        return 2;
+    }
+    try {
+        return command->run(args.mid(1));
+    } catch (const QXMibError &e) {
+        printErr(QStringLiteral("qxmib %1: error %2: %3\n")
+                     .arg(QLatin1String(command->name))
+                     .arg(e.number())
+                     .arg(e.description()));
+        return 1;
+    }
+}

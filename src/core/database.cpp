@@ -1,0 +1,313 @@
+#include "database.h"
+
+#include "database_p.h"
+#include "qxmiberror.h"
+#include "recordset.h"
+
+#include <QDateTime>
+#include <QFileInfo>
+#include <QLoggingCategory>
+
+Q_LOGGING_CATEGORY(lcCore, "qxmib.core", QtWarningMsg)
+
+namespace {
+// Enough for every shape the component issues; hosts' own statements beyond that recycle the cache.
+constexpr int MaxCachedStatements = 256;
+} // namespace
+
+DatabasePrivate::~DatabasePrivate()
+{
+    close();
+}
+
+void DatabasePrivate::close()
+{
+    for (CachedStatement *s : std::as_const(cache)) {
+        sqlite3_finalize(s->stmt);
+        delete s;
+    }
+    cache.clear();
+    if (db != nullptr) {
+        sqlite3_close_v2(db);
+        db = nullptr;
+    }
+}
+
+void DatabasePrivate::ensureOpen() const
+{
+    if (db == nullptr)
+        throw QXMibError(QXMibError::DatabaseNotOpen,
+                         QStringLiteral("Operation is not allowed when the object is closed (MIB database %1)").arg(path));
+}
+
+void DatabasePrivate::throwError(int rc, const QByteArray &sql) const
+{
+    const QString message = QString::fromUtf8(db != nullptr ? sqlite3_errmsg(db) : sqlite3_errstr(rc));
+    const int number = (rc == SQLITE_ERROR) ? QXMibError::StatementError : QXMibError::DatabaseError;
+    if (sql.isEmpty())
+        throw QXMibError(number, message);
+    throw QXMibError(number, message + QStringLiteral(" (") + QString::fromUtf8(sql) + QLatin1Char(')'));
+}
+
+CachedStatement *DatabasePrivate::acquire(const QByteArray &sql)
+{
+    ensureOpen();
+    CachedStatement *entry = cache.value(sql, nullptr);
+    if (entry != nullptr && !entry->inUse) {
+        entry->inUse = true;
+        return entry;
+    }
+    sqlite3_stmt *stmt = nullptr;
+    const char *tail = nullptr;
+    const int rc = sqlite3_prepare_v3(db, sql.constData(), int(sql.size()), SQLITE_PREPARE_PERSISTENT, &stmt, &tail);
+    if (rc != SQLITE_OK)
+        throwError(rc, sql);
+    if (stmt == nullptr)
+        throw QXMibError(QXMibError::StatementError, QStringLiteral("Empty statement"));
+    auto *fresh = new CachedStatement;
+    fresh->stmt = stmt;
+    fresh->inUse = true;
+    const int n = sqlite3_column_count(stmt);
+    fresh->columns.reserve(n);
+    for (int i = 0; i < n; ++i)
+        fresh->columns.append(QString::fromUtf8(sqlite3_column_name(stmt, i)));
+    if (entry == nullptr) {
+        if (cache.size() >= MaxCachedStatements) {
+            for (auto it = cache.begin(); it != cache.end();) {
+                if (!it.value()->inUse) {
+                    sqlite3_finalize(it.value()->stmt);
+                    delete it.value();
+                    it = cache.erase(it);
+                } else {
+                    it.value()->cached = false; // its user finalizes it
+                    it = cache.erase(it);
+                }
+            }
+        }
+        cache.insert(sql, fresh);
+    } else {
+        fresh->cached = false;
+    }
+    return fresh;
+}
+
+void DatabasePrivate::release(CachedStatement *statement)
+{
+    if (statement == nullptr)
+        return;
+    sqlite3_reset(statement->stmt);
+    sqlite3_clear_bindings(statement->stmt);
+    if (statement->cached) {
+        statement->inUse = false;
+    } else {
+        sqlite3_finalize(statement->stmt);
+        delete statement;
+    }
+}
+
+void DatabasePrivate::bind(sqlite3_stmt *stmt, const JetDialect::Parameters &parameters)
+{
+    for (int i = 0; i < parameters.size(); ++i) {
+        const JetDialect::Parameter &p = parameters.at(i);
+        switch (p.kind) {
+        case JetDialect::Parameter::Kind::Text:
+            // The parameters outlive the statement's use (the caller keeps them until reset).
+            sqlite3_bind_text16(stmt, i + 1, p.text.utf16(), int(p.text.size() * 2), SQLITE_STATIC);
+            break;
+        case JetDialect::Parameter::Kind::Integer:
+            sqlite3_bind_int64(stmt, i + 1, p.integer);
+            break;
+        case JetDialect::Parameter::Kind::Real:
+            sqlite3_bind_double(stmt, i + 1, p.real);
+            break;
+        }
+    }
+}
+
+void DatabasePrivate::bindValue(sqlite3_stmt *stmt, int position, const QVariant &value)
+{
+    if (!value.isValid() || value.isNull()) {
+        sqlite3_bind_null(stmt, position);
+        return;
+    }
+    switch (value.typeId()) {
+    case QMetaType::Bool:
+        // Booleans are stored as -1 and 0.
+        sqlite3_bind_int(stmt, position, value.toBool() ? -1 : 0);
+        break;
+    case QMetaType::Int:
+    case QMetaType::UInt:
+    case QMetaType::Short:
+    case QMetaType::UShort:
+    case QMetaType::Long:
+    case QMetaType::LongLong:
+    case QMetaType::ULongLong:
+    case QMetaType::ULong:
+    case QMetaType::Char:
+    case QMetaType::SChar:
+    case QMetaType::UChar:
+        sqlite3_bind_int64(stmt, position, value.toLongLong());
+        break;
+    case QMetaType::Double:
+    case QMetaType::Float: {
+        const double d = value.toDouble();
+        // Whole numbers stay integers, as Jet's numeric columns would keep them.
+        if (d == double(qint64(d)))
+            sqlite3_bind_int64(stmt, position, qint64(d));
+        else
+            sqlite3_bind_double(stmt, position, d);
+        break;
+    }
+    case QMetaType::QDateTime:
+        sqlite3_bind_text(stmt, position, value.toDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")).toUtf8().constData(),
+                          -1, SQLITE_TRANSIENT);
+        break;
+    case QMetaType::QDate:
+        sqlite3_bind_text(stmt, position, value.toDate().toString(QStringLiteral("yyyy-MM-dd")).toUtf8().constData(), -1,
+                          SQLITE_TRANSIENT);
+        break;
+    case QMetaType::QByteArray: {
+        const QByteArray bytes = value.toByteArray();
+        sqlite3_bind_blob(stmt, position, bytes.constData(), int(bytes.size()), SQLITE_TRANSIENT);
+        break;
+    }
+    default: {
+        const QString text = value.toString();
+        sqlite3_bind_text16(stmt, position, text.utf16(), int(text.size() * 2), SQLITE_TRANSIENT);
+        break;
+    }
+    }
+}
+
+QVariant DatabasePrivate::columnValue(sqlite3_stmt *stmt, int column)
+{
+    switch (sqlite3_column_type(stmt, column)) {
+    case SQLITE_INTEGER:
+        return QVariant(qlonglong(sqlite3_column_int64(stmt, column)));
+    case SQLITE_FLOAT:
+        return QVariant(sqlite3_column_double(stmt, column));
+    case SQLITE_TEXT: {
+        const void *text = sqlite3_column_text16(stmt, column);
+        const int bytes = sqlite3_column_bytes16(stmt, column);
+        return QVariant(QString(reinterpret_cast<const QChar *>(text), bytes / 2));
+    }
+    case SQLITE_BLOB: {
+        const void *blob = sqlite3_column_blob(stmt, column);
+        const int bytes = sqlite3_column_bytes(stmt, column);
+        return QVariant(QByteArray(static_cast<const char *>(blob), bytes));
+    }
+    default:
+        return QVariant();
+    }
+}
+
+Database::Database(QObject *parent)
+    : QObject(parent)
+    , d(std::make_unique<DatabasePrivate>())
+{
+}
+
+Database::~Database() = default;
+
+void Database::open(const QString &path, OpenMode mode)
+{
+    d->close();
+    d->path = path;
+    if (mode == OpenMode::ExistingOnly && !QFileInfo(path).isFile())
+        throw QXMibError(QXMibError::DatabaseError, QStringLiteral("Could not find file '%1'.").arg(path));
+
+    int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX;
+    if (mode == OpenMode::CreateIfMissing)
+        flags |= SQLITE_OPEN_CREATE;
+    sqlite3 *db = nullptr;
+    int rc = sqlite3_open_v2(QFile::encodeName(path).constData(), &db, flags, nullptr);
+    if (rc != SQLITE_OK) {
+        const QString message = QString::fromUtf8(db != nullptr ? sqlite3_errmsg(db) : sqlite3_errstr(rc));
+        sqlite3_close_v2(db);
+        throw QXMibError(QXMibError::DatabaseError, message);
+    }
+    d->db = db;
+    sqlite3_busy_timeout(db, 5000);
+    sqlite3_extended_result_codes(db, 0);
+
+    // WAL: every committed row is in the log at once and readers in other
+    // processes never wait for a writer. NORMAL sync keeps commits atomic and
+    // survives a crash of the process; only a power cut may lose the last ones.
+    char *err = nullptr;
+    rc = sqlite3_exec(db, "PRAGMA journal_mode=WAL; PRAGMA synchronous=NORMAL;", nullptr, nullptr, &err);
+    if (rc != SQLITE_OK && rc != SQLITE_READONLY) {
+        const QString message = QString::fromUtf8(err != nullptr ? err : sqlite3_errstr(rc));
+        sqlite3_free(err);
+        d->close();
+        throw QXMibError(QXMibError::DatabaseError, message);
+    }
+    sqlite3_free(err);
+    // Reading the schema proves it is a database at all (a text file passes open()).
+    rc = sqlite3_exec(db, "SELECT count(*) FROM sqlite_master", nullptr, nullptr, &err);
+    if (rc != SQLITE_OK) {
+        const QString message = QString::fromUtf8(err != nullptr ? err : sqlite3_errstr(rc));
+        sqlite3_free(err);
+        d->close();
+        throw QXMibError(QXMibError::DatabaseError, message);
+    }
+    qCDebug(lcCore) << "opened" << path;
+}
+
+bool Database::isOpen() const
+{
+    return d->db != nullptr;
+}
+
+QString Database::path() const
+{
+    return d->path;
+}
+
+int Database::execute(const QString &jetStatement)
+{
+    d->ensureOpen();
+    const JetDialect::Statement st = JetDialect::translate(jetStatement);
+    CachedStatement *s = d->acquire(st.sql);
+    DatabasePrivate::bind(s->stmt, st.parameters);
+    int rc;
+    while ((rc = sqlite3_step(s->stmt)) == SQLITE_ROW) {
+    }
+    if (rc != SQLITE_DONE) {
+        const QByteArray sql = st.sql;
+        d->release(s);
+        d->throwError(rc, sql);
+    }
+    d->release(s);
+    return sqlite3_changes(d->db);
+}
+
+QVariantList Database::select(const QString &jetStatement)
+{
+    QVariantList rows;
+    Recordset rs(this, jetStatement);
+    while (!rs.eof()) {
+        QVariantMap row;
+        for (int i = 0; i < rs.fieldCount(); ++i)
+            row.insert(rs.fieldName(i), rs.value(i));
+        rows.append(row);
+        rs.moveNext();
+    }
+    return rows;
+}
+
+void Database::executeScript(const QString &sqliteScript)
+{
+    d->ensureOpen();
+    char *err = nullptr;
+    const int rc = sqlite3_exec(d->db, sqliteScript.toUtf8().constData(), nullptr, nullptr, &err);
+    if (rc != SQLITE_OK) {
+        const QString message = QString::fromUtf8(err != nullptr ? err : sqlite3_errstr(rc));
+        sqlite3_free(err);
+        throw QXMibError(QXMibError::StatementError, message);
+    }
+}
+
+sqlite3 *Database::handle() const
+{
+    return d->db;
+}

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "jetdialect_p.h"
+
+#include <QHash>
+#include <QString>
+#include <QStringList>
+#include <QVariant>
+
+#include <sqlite3.h>
+
+#include <memory>
+
+// A prepared statement kept per statement shape. One user at a time: a second
+// user of the same shape while the first still reads gets a private copy.
+struct CachedStatement
+{
+    sqlite3_stmt *stmt = nullptr;
+    QStringList columns;
+    bool inUse = false;
+    bool cached = true;
+};
+
+class DatabasePrivate
+{
+public:
+    ~DatabasePrivate();
+
+    void close();
+    void ensureOpen() const;
+    [[noreturn]] void throwError(int rc, const QByteArray &sql) const;
+
+    CachedStatement *acquire(const QByteArray &sql);
+    void release(CachedStatement *statement);
+    static void bind(sqlite3_stmt *stmt, const JetDialect::Parameters &parameters);
+    static void bindValue(sqlite3_stmt *stmt, int position, const QVariant &value);
+    static QVariant columnValue(sqlite3_stmt *stmt, int column);
+
+    sqlite3 *db = nullptr;
+    QString path;
+    QHash<QByteArray, CachedStatement *> cache;
+};

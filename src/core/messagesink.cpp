@@ -1,0 +1,55 @@
+#include "messagesink.h"
+
+#include <QApplication>
+#include <QMessageBox>
+
+#include <cstdio>
+#include <mutex>
+
+namespace {
+
+std::mutex &handlerMutex()
+{
+    static std::mutex m;
+    return m;
+}
+
+MessageSink::Handler &currentHandler()
+{
+    static MessageSink::Handler h;
+    return h;
+}
+
+void defaultShow(const QString &text, const QString &caption)
+{
+    // Without a widget application there is nobody to click OK: say it on stderr.
+    if (qobject_cast<QApplication *>(QCoreApplication::instance()) == nullptr) {
+        std::fprintf(stderr, "%s\n", qPrintable(text));
+        return;
+    }
+    QMessageBox box(QMessageBox::NoIcon, caption, text, QMessageBox::Ok);
+    box.exec();
+}
+
+} // namespace
+
+void MessageSink::show(const QString &text, const QString &caption)
+{
+    Handler h;
+    {
+        std::lock_guard<std::mutex> lock(handlerMutex());
+        h = currentHandler();
+    }
+    if (h)
+        h(text, caption);
+    else
+        defaultShow(text, caption);
+}
+
+MessageSink::Handler MessageSink::setHandler(Handler handler)
+{
+    std::lock_guard<std::mutex> lock(handlerMutex());
+    Handler previous = std::move(currentHandler());
+    currentHandler() = std::move(handler);
+    return previous;
+}

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "qxmibtree_export.h"
+
+#include <QString>
+
+#include <functional>
+
+// Every message box of the component goes through here. Hosts get a modal
+// QMessageBox with an OK button; tests and command line hosts install their own
+// handler to capture or print the text.
+class QXMIBTREE_EXPORT MessageSink
+{
+public:
+    using Handler = std::function<void(const QString &text, const QString &caption)>;
+
+    // Shows a message with only an OK button. An empty caption means none.
+    static void show(const QString &text, const QString &caption = QString());
+
+    // Replaces the handler and returns the previous one; an empty handler restores the default.
+    static Handler setHandler(Handler handler);
+};

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "qxmibtree_export.h"
+
+#include <QObject>
+#include <QString>
+#include <QStringList>
+
+#include <QWidget>
+
+#include <functional>
+#include <type_traits>
+
+// Creates the component's public classes by name ("QXMIBTree.OID",
+// "QXMIBTree.MIBTable", ...), the way hosts instantiate them. Each class
+// registers itself with QXMIB_REGISTER_CLASS in its own .cpp file.
+class QXMIBTREE_EXPORT ObjectFactory
+{
+public:
+    using Creator = std::function<QObject *(QObject *parent)>;
+
+    // A new object, or null for an unknown name (names compare without regard to case).
+    static QObject *create(const QString &className, QObject *parent = nullptr);
+    static bool registerClass(const QString &className, Creator creator);
+    static QStringList classNames();
+};
+
+// Registers Class under "QXMIBTree." + ShortName. Widgets get a QWidget parent when one is given.
+#define QXMIB_REGISTER_CLASS(ShortName, Class)                                                    \
+    namespace {                                                                                   \
+    const bool qxmibRegistered_##Class = ObjectFactory::registerClass(                             \
+        QStringLiteral("QXMIBTree." #ShortName), [](QObject *parent) -> QObject * {                \
+            if constexpr (std::is_base_of_v<QWidget, Class>)                                       \
+                return new Class(qobject_cast<QWidget *>(parent));                                 \
+            else                                                                                   \
+                return new Class(parent);                                                          \
+        });                                                                                        \
+    }

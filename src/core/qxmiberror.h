@@ -1,0 +1,42 @@
+#pragma once
+
+#include "qxmibtree_export.h"
+
+#include <QString>
+
+#include <exception>
+#include <string>
+
+// The component's runtime error: a number and a description, thrown by public
+// methods to their callers. Numbers follow the classic runtime's codes where one
+// exists, so hosts can tell a type mismatch from an overflow.
+class QXMIBTREE_EXPORT QXMibError : public std::exception
+{
+public:
+    enum Number : int {
+        InvalidCall = 5,
+        Overflow = 6,
+        SubscriptOutOfRange = 9,
+        TypeMismatch = 13,
+        ObjectRequired = 424,
+        KeyAlreadyExists = 457,
+        DatabaseError = 3000,      // the engine refused or failed a statement
+        StatementError = 3075,     // a statement could not be understood (syntax, quoting)
+        ItemNotFound = 3265,       // a field name that the recordset does not have
+        NoCurrentRecord = 3021,    // reading past EOF
+        DatabaseNotOpen = 3704,    // the shared connection could not be opened
+        SnmpError = 4000,
+        XmlError = 5000,
+    };
+
+    QXMibError(int number, const QString &description);
+
+    int number() const noexcept { return m_number; }
+    QString description() const { return m_description; }
+    const char *what() const noexcept override { return m_what.c_str(); }
+
+private:
+    int m_number;
+    QString m_description;
+    std::string m_what;
+};

@@ -1,0 +1,55 @@
+#include "databasebuilder.h"
+
+#include "core/database.h"
+#include "core/qxmiberror.h"
+
+#include <QFile>
+#include <QFileInfo>
+
+#include <sqlite3.h>
+
+namespace {
+QString resourceText(const QString &name)
+{
+    QFile f(name);
+    if (!f.open(QIODevice::ReadOnly))
+        throw QXMibError(QXMibError::DatabaseError, QStringLiteral("Missing built-in resource %1").arg(name));
+    return QString::fromUtf8(f.readAll());
+}
+} // namespace
+
+void DatabaseBuilder::create(const QString &path)
+{
+    if (QFileInfo::exists(path))
+        throw QXMibError(QXMibError::DatabaseError, QStringLiteral("%1 already exists").arg(path));
+    Database db;
+    db.open(path, Database::OpenMode::CreateIfMissing);
+    db.executeScript(resourceText(QStringLiteral(":/qxmib/schema.sql")));
+
+    db.executeScript(QStringLiteral("BEGIN"));
+    const QStringList lines = resourceText(QStringLiteral(":/qxmib/types.tsv")).split(u'\n');
+    for (const QString &line : lines) {
+        if (line.isEmpty() || line.startsWith(u'#'))
+            continue;
+        const QStringList f = line.split(u'\t');
+        if (f.size() == 3)
+            addType(db, f.at(0), f.at(1), f.at(2).toInt());
+    }
+    db.executeScript(QStringLiteral("COMMIT"));
+}
+
+bool DatabaseBuilder::addType(Database &db, const QString &type, const QString &root, int code)
+{
+    sqlite3_stmt *stmt = nullptr;
+    sqlite3_prepare_v2(db.handle(), "INSERT OR IGNORE INTO Types (Type, Root, Value) VALUES (?, ?, ?)", -1, &stmt, nullptr);
+    const QByteArray t = type.toUtf8();
+    const QByteArray r = root.toUpper().toUtf8();
+    sqlite3_bind_text(stmt, 1, t.constData(), int(t.size()), SQLITE_TRANSIENT);
+    sqlite3_bind_text(stmt, 2, r.constData(), int(r.size()), SQLITE_TRANSIENT);
+    sqlite3_bind_int(stmt, 3, code);
+    const int rc = sqlite3_step(stmt);
+    sqlite3_finalize(stmt);
+    if (rc != SQLITE_DONE)
+        throw QXMibError(QXMibError::DatabaseError, QString::fromUtf8(sqlite3_errmsg(db.handle())));
+    return sqlite3_changes(db.handle()) > 0;
+}

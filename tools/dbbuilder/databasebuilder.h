@@ -1,0 +1,16 @@
+#pragma once
+
+#include <QString>
+
+class Database;
+
+// Writes a new, empty MIB database: the five tables with their indexes, and a
+// Types table seeded with the SMI base types and the common textual conventions.
+class DatabaseBuilder
+{
+public:
+    // Throws QXMibError when the file already exists or cannot be written.
+    static void create(const QString &path);
+    // Adds a type unless one of that name (any case) is there; returns whether it was added.
+    static bool addType(Database &db, const QString &type, const QString &root, int code);
+};
