@@ -31,7 +31,11 @@ int main(int argc, char *argv[])
     QCoreApplication::setApplicationVersion(Globals::versionText());
 
     // A message box has nobody to answer it here: say it on stderr.
-    MessageSink::setHandler([](const QString &text, const QString &) { printErr(text + QLatin1Char('\n')); });
+    MessageSink::setHandler([](const QString &text, const QString &) {
+        QString t = text;
+        t.replace(QChar(13), QLatin1Char('\n'));
+        printErr(t + QLatin1Char('\n'));
+    });
 
     // --db is global and may stand anywhere before "--".
     QStringList args = app.arguments().mid(1);

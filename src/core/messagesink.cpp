@@ -24,10 +24,16 @@ void defaultShow(const QString &text, const QString &caption)
 {
     // Without a widget application there is nobody to click OK: say it on stderr.
     if (qobject_cast<QApplication *>(QCoreApplication::instance()) == nullptr) {
-        std::fprintf(stderr, "%s\n", qPrintable(text));
+        QString shown = text;
+        shown.replace(QChar(13), QLatin1Char('\n'));
+        std::fprintf(stderr, "%s\n", qPrintable(shown));
         return;
     }
-    QMessageBox box(QMessageBox::NoIcon, caption, text, QMessageBox::Ok);
+    // Message texts break lines with a bare CR, which Qt's labels do not honour.
+    QString shown = text;
+    shown.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+    shown.replace(QChar(13), QLatin1Char('\n'));
+    QMessageBox box(QMessageBox::NoIcon, caption, shown, QMessageBox::Ok);
     box.exec();
 }
 

@@ -1,4 +1,254 @@
+#include "core/database.h"
+#include "core/globals.h"
+#include "core/qxmiberror.h"
+#include "core/qxmiboid.h"
+#include "fixturedatabase.h"
+
 #include <QtTest>
-class tst_qxmiboid : public QObject { Q_OBJECT };
-QTEST_GUILESS_MAIN(tst_qxmiboid)
+
+class tst_QXMibOID : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init()
+    {
+        m_fixture = std::make_unique<FixtureDatabase>();
+        m_fixture->addStandardObjects();
+        // A non-primary row that the primary look-ups must skip.
+        FixtureDatabase::Object shadow;
+        shadow.oid = QStringLiteral("1.3.6.1.2.1.2.2.1.8");
+        shadow.mib = QStringLiteral("OLD-MIB");
+        shadow.name = QStringLiteral("ifOperStatus");
+        shadow.primary = false;
+        m_fixture->addObject(shadow);
+        m_fixture->activate();
+    }
+    void cleanup() { m_fixture.reset(); }
+
+    void resolveOid_data()
+    {
+        QTest::addColumn<QString>("given");
+        QTest::addColumn<QString>("oid");
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("index");
+        QTest::addColumn<QString>("fullName");
+
+        QTest::newRow("scalar instance") << "1.3.6.1.2.1.1.5.0" << "1.3.6.1.2.1.1.5.0" << "sysName.0" << "0"
+                                         << "SNMPv2-MIB:sysName.0";
+        QTest::newRow("definition itself") << "1.3.6.1.2.1.1.5" << "1.3.6.1.2.1.1.5" << "sysName" << ""
+                                           << "SNMPv2-MIB:sysName";
+        QTest::newRow("column instance") << "1.3.6.1.2.1.2.2.1.2.3" << "1.3.6.1.2.1.2.2.1.2.3" << "ifDescr.3" << "3"
+                                         << "IF-MIB:ifDescr.3";
+        QTest::newRow("address-indexed") << "1.3.6.1.2.1.4.20.1.1.10.0.0.1" << "1.3.6.1.2.1.4.20.1.1.10.0.0.1"
+                                         << "ipAdEntAddr.10.0.0.1" << "10.0.0.1"
+                                         << "RFC1213-MIB:ipAdEntAddr.10.0.0.1";
+        QTest::newRow("address ending in .0") << "1.3.6.1.2.1.4.20.1.1.10.0.0.0" << "1.3.6.1.2.1.4.20.1.1.10.0.0.0"
+                                              << "ipAdEntAddr.10.0.0.0" << "10.0.0.0"
+                                              << "RFC1213-MIB:ipAdEntAddr.10.0.0.0";
+        QTest::newRow("quotes removed") << "\"1.3.6.1.2.1.1.5.0\"" << "1.3.6.1.2.1.1.5.0" << "sysName.0" << "0"
+                                        << "SNMPv2-MIB:sysName.0";
+        QTest::newRow("non-primary skipped for its parent") << "1.3.6.1.2.1.2.2.1.8.1" << "1.3.6.1.2.1.2.2.1.8.1"
+                                                            << "ifEntry.8.1" << "8.1" << "IF-MIB:ifEntry.8.1";
+        QTest::newRow("leading dot finds nothing") << ".1.3.6.1" << "" << "" << "" << "";
+        QTest::newRow("unknown first arc") << "7.3.6" << "" << "" << "" << "";
+        QTest::newRow("empty") << "" << "" << "" << "" << "";
+    }
+    void resolveOid()
+    {
+        QFETCH(QString, given);
+        QFETCH(QString, oid);
+        QFETCH(QString, name);
+        QFETCH(QString, index);
+        QFETCH(QString, fullName);
+        QXMibOID record;
+        record.setOID(given);
+        QCOMPARE(record.OID(), oid);
+        QCOMPARE(record.Name(), name);
+        QCOMPARE(record.Index(), index);
+        QCOMPARE(record.FullName(), fullName);
+    }
+
+    void resolveNames_data()
+    {
+        QTest::addColumn<QString>("property");
+        QTest::addColumn<QString>("given");
+        QTest::addColumn<QString>("oid");
+        QTest::addColumn<QString>("mib");
+
+        QTest::newRow("FullName descriptor") << "FullName" << "ifDescr" << "1.3.6.1.2.1.2.2.1.2" << "IF-MIB";
+        QTest::newRow("FullName module-qualified") << "FullName" << "IF-MIB:ifAdminStatus" << "1.3.6.1.2.1.2.2.1.7"
+                                                   << "IF-MIB";
+        QTest::newRow("FullName wrong module") << "FullName" << "RFC1213-MIB:ifDescr" << "" << "";
+        QTest::newRow("FullName as an OID") << "FullName" << "1.3.6.1.2.1.1.5.0" << "1.3.6.1.2.1.1.5.0"
+                                            << "SNMPv2-MIB";
+        QTest::newRow("FullName non-primary only by module") << "FullName" << "OLD-MIB:ifOperStatus"
+                                                             << "1.3.6.1.2.1.2.2.1.8" << "OLD-MIB";
+        QTest::newRow("FullName non-primary descriptor") << "FullName" << "ifOperStatus" << "" << "";
+        QTest::newRow("Name takes non-primary rows") << "Name" << "ifOperStatus" << "1.3.6.1.2.1.2.2.1.8" << "OLD-MIB";
+        QTest::newRow("Name with instance finds nothing") << "Name" << "ifDescr.3" << "" << "";
+        QTest::newRow("Name any case") << "Name" << "SYSNAME" << "1.3.6.1.2.1.1.5" << "SNMPv2-MIB";
+    }
+    void resolveNames()
+    {
+        QFETCH(QString, property);
+        QFETCH(QString, given);
+        QFETCH(QString, oid);
+        QFETCH(QString, mib);
+        QXMibOID record;
+        QVERIFY(record.setProperty(property.toLatin1().constData(), given));
+        QCOMPARE(record.OID(), oid);
+        QCOMPARE(record.MIB(), mib);
+        if (!oid.isEmpty() && property == QLatin1String("Name"))
+            QCOMPARE(record.Index(), QString());
+    }
+
+    // A failed look-up clears only part of the record; the rest still shows the last object.
+    void failedLookupKeepsPartOfTheRecord()
+    {
+        QXMibOID record;
+        record.setOID(QStringLiteral("1.3.6.1.2.1.2.2.1.2.3"));
+        record.setCalculation(QStringLiteral("x*8"));
+        record.setLine(7);
+        record.setKey(QStringLiteral("k"));
+        record.setOID(QStringLiteral("9.9.9"));
+        QCOMPARE(record.OID(), QString());
+        QCOMPARE(record.Name(), QString());
+        QCOMPARE(record.FullName(), QString());
+        QCOMPARE(record.TypeInteger(), 0);
+        QCOMPARE(record.StatusString(), QStringLiteral("unknown"));
+        QCOMPARE(record.AccessString(), QStringLiteral("unknown"));
+        QCOMPARE(record.BaseOID(), QStringLiteral("1.3.6.1.2.1.2.2.1.2"));
+        QCOMPARE(record.ParentOID(), QStringLiteral("1.3.6.1.2.1.2.2.1"));
+        QCOMPARE(record.Index(), QStringLiteral("3"));
+        QCOMPARE(record.Calculation(), QStringLiteral("x*8"));
+        QCOMPARE(record.Line(), short(7));
+        QCOMPARE(record.Key(), QStringLiteral("k"));
+    }
+
+    void fieldsAndWords()
+    {
+        QXMibOID record;
+        record.setOID(QStringLiteral("1.3.6.1.2.1.2.2.1.7.2"));
+        QCOMPARE(record.BaseName(), QStringLiteral("ifAdminStatus"));
+        QCOMPARE(record.TypeString(), QStringLiteral("INTEGER"));
+        QCOMPARE(record.TypeInteger(), 2);
+        QCOMPARE(record.AccessString(), QStringLiteral("read-write"));
+        QCOMPARE(record.StatusString(), QStringLiteral("mandatory"));
+        QCOMPARE(record.Enumerated(), QStringLiteral("ifAdminStatus"));
+        QCOMPARE(record.LongName(), QStringLiteral("iso.org.dod.internet.mgmt.mib-2.interfaces.ifTable.ifEntry.ifAdminStatus.2"));
+        QCOMPARE(record.EnumList(), QStringLiteral("#1;up(1)|#2;down(2)|#3;testing(3)"));
+        record.setOID(QStringLiteral("1.3.6.1.2.1.1.5.0"));
+        QCOMPARE(record.LongName(), QStringLiteral("iso.org.dod.internet.mgmt.mib-2.system.sysName.0"));
+        QCOMPARE(record.EnumList(), QString());
+    }
+
+    void enumTexts_data()
+    {
+        QTest::addColumn<QString>("oid");
+        QTest::addColumn<int>("value");
+        QTest::addColumn<QString>("defaultText");
+        QTest::addColumn<QString>("enumString");
+        QTest::addColumn<QString>("enumName");
+        QTest::addColumn<QString>("enumWords");
+
+        const QString admin = QStringLiteral("1.3.6.1.2.1.2.2.1.7");
+        QTest::newRow("known") << admin << 1 << "" << "up(1)" << "up" << "Up";
+        QTest::newRow("unknown, no default") << admin << 7 << "" << "unknown(7)" << "7" << "7";
+        QTest::newRow("unknown, default") << admin << 7 << "gone" << "unknown(7)" << "gone" << "Gone";
+        QTest::newRow("no enumeration") << "1.3.6.1.2.1.1.5" << 7 << "" << "unknown(7)" << "7" << "7";
+    }
+    void enumTexts()
+    {
+        QFETCH(QString, oid);
+        QFETCH(int, value);
+        QFETCH(QString, defaultText);
+        QXMibOID record;
+        record.setOID(oid);
+        QTEST(record.EnumString(value), "enumString");
+        QTEST(record.EnumName(value, defaultText), "enumName");
+        QTEST(record.EnumWords(value, defaultText), "enumWords");
+    }
+
+    void enumWordsSplitting_data()
+    {
+        QTest::addColumn<QString>("label");
+        QTest::addColumn<QString>("words");
+        QTest::newRow("runs of capitals split in pairs") << "ifHCInOctets" << "If HC In Octets";
+        QTest::newRow("one hump") << "ethernetCsmacd" << "Ethernet Csmacd";
+        QTest::newRow("digits count as lower case") << "iso88023Csmacd" << "Iso88023 Csmacd";
+        QTest::newRow("all capitals") << "ABCD" << "A BC D";
+        QTest::newRow("non-ASCII capital") << "aÄb" << "A Äb";
+    }
+    void enumWordsSplitting()
+    {
+        QFETCH(QString, label);
+        m_fixture->addEnum(QStringLiteral("words"), 9, label);
+        m_fixture->addObject(QStringLiteral("1.3.6.1.4"), QStringLiteral("T"), QStringLiteral("w"), QString(),
+                             QStringLiteral("words"));
+        QXMibOID record;
+        record.setOID(QStringLiteral("1.3.6.1.4"));
+        QTEST(record.EnumWords(9), "words");
+    }
+
+    void oidIndex_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<int>("index");
+        QTest::newRow("last arc") << "1.3.6.1.2.1.2.2.1.2.12" << 12;
+        QTest::newRow("no number") << "abc" << 0;
+        QTest::newRow("no dot") << "42" << 42;
+        QTest::newRow("trailing dot") << "1.3." << 0;
+    }
+    void oidIndex()
+    {
+        QFETCH(QString, text);
+        QXMibOID record;
+        QTEST(record.OIDIndex(text), "index");
+    }
+
+    // A changed hint is written back at once and seen by every later user of that OID.
+    void syncWritesBack()
+    {
+        {
+            QXMibOID record;
+            record.setOID(QStringLiteral("1.3.6.1.2.1.1.3"));
+            record.setParse(QStringLiteral("TIMESPAN"));
+            record.setUnits(QStringLiteral("hundredths"));
+        }
+        QXMibOID again;
+        again.setOID(QStringLiteral("1.3.6.1.2.1.1.3.0"));
+        QCOMPARE(again.Parse(), QStringLiteral("TIMESPAN"));
+        QCOMPARE(again.Units(), QStringLiteral("hundredths"));
+        const int before = Globals::database()->select(QStringLiteral("Select * From Tree")).size();
+        // With an instance suffix the full OID finds no row, so a new primary row is added.
+        again.Sync();
+        const QVariantList added = Globals::database()->select(
+            QStringLiteral("Select * From Tree Where OID = '1.3.6.1.2.1.1.3.0' AND Primary=TRUE"));
+        QCOMPARE(added.size(), 1);
+        QCOMPARE(added.first().toMap().value(QStringLiteral("Name")).toString(), QStringLiteral("sysUpTime.0"));
+        QCOMPARE(Globals::database()->select(QStringLiteral("Select * From Tree")).size(), before + 1);
+    }
+
+    // Older files without the Calculation column still resolve and sync.
+    void olderFileWithoutCalculation()
+    {
+        m_fixture->db().executeScript(QStringLiteral("ALTER TABLE Tree DROP COLUMN Calculation"));
+        Globals::resetForTesting();
+        m_fixture->activate();
+        QXMibOID record;
+        record.setOID(QStringLiteral("1.3.6.1.2.1.1.5.0"));
+        QCOMPARE(record.Name(), QStringLiteral("sysName.0"));
+        record.setOID(QStringLiteral("1.3.6.1.2.1.1.5"));
+        record.setUnits(QStringLiteral("x"));
+        QXMibOID again;
+        again.setName(QStringLiteral("sysName"));
+        QCOMPARE(again.Units(), QStringLiteral("x"));
+    }
+
+private:
+    std::unique_ptr<FixtureDatabase> m_fixture;
+};
+
+QTEST_GUILESS_MAIN(tst_QXMibOID)
 #include "tst_qxmiboid.moc"
