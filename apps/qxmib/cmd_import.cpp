@@ -1,0 +1,171 @@
+// qxmib import: MIB-X files into the MIB database.
+
+#include "command.h"
+
+#include "databasebuilder.h"
+
+#include "core/globals.h"
+#include "core/qxmiberror.h"
+#include "mibx/importmibx.h"
+#include "mibx/mibxdocument.h"
+
+#include <QObject>
+
+#include <unistd.h>
+
+namespace {
+
+class ProgressBar
+{
+public:
+    explicit ProgressBar(bool enabled)
+        : m_enabled(enabled)
+    {
+    }
+    void start(const QString &label, int total)
+    {
+        m_label = label;
+        m_total = total;
+        m_done = 0;
+        m_drawn = -1;
+        draw();
+    }
+    void step()
+    {
+        ++m_done;
+        draw();
+    }
+    // Removes the bar so that a message line can be printed in its place.
+    void clear()
+    {
+        if (m_enabled && m_drawn >= 0) {
+            printOut(QStringLiteral("\r\x1b[K"));
+            m_drawn = -1;
+        }
+    }
+    void finish() { clear(); }
+
+private:
+    void draw()
+    {
+        if (!m_enabled || m_total <= 0)
+            return;
+        const int width = 30;
+        const int filled = int(qint64(m_done) * width / m_total);
+        if (filled == m_drawn)
+            return;
+        m_drawn = filled;
+        printOut(QStringLiteral("\r[%1%2] %3/%4 %5")
+                     .arg(QString(filled, u'#'), QString(width - filled, u'.'))
+                     .arg(m_done)
+                     .arg(m_total)
+                     .arg(m_label));
+    }
+
+    bool m_enabled;
+    QString m_label;
+    int m_total = 0;
+    int m_done = 0;
+    int m_drawn = -1;
+};
+
+// The textual conventions a compiled file carries beside its tree reach the
+// Types table first, so the objects that use them get their type codes.
+int addTypes(const QString &fileName)
+{
+    MibxDocument doc;
+    if (!doc.load(fileName))
+        return 0;
+    int added = 0;
+    const MibxNode types = doc.selectSingleNode(QStringLiteral("MIBX/TYPES"));
+    for (const MibxNode &t : types.childNodes()) {
+        const QString name = t.selectSingleNode(QStringLiteral("NAME")).text();
+        const QString root = t.selectSingleNode(QStringLiteral("ROOT")).text();
+        bool ok = false;
+        const int code = t.selectSingleNode(QStringLiteral("CODE")).text().toInt(&ok);
+        if (!name.isEmpty() && !root.isEmpty() && ok && DatabaseBuilder::addType(*Globals::database(), name, root, code))
+            ++added;
+    }
+    return added;
+}
+
+int countObjects(const QString &fileName)
+{
+    MibxDocument doc;
+    if (!doc.load(fileName))
+        return 0;
+    return int(doc.selectSingleNode(QStringLiteral("MIBX/TREE")).childNodes().size());
+}
+
+int import(const QStringList &args)
+{
+    bool withTypes = true;
+    bool quiet = false;
+    QStringList files;
+    for (const QString &a : args) {
+        if (a == QLatin1String("--help") || a == QLatin1String("-h")) {
+            files.clear();
+            break;
+        }
+        if (a == QLatin1String("--no-types"))
+            withTypes = false;
+        else if (a == QLatin1String("--quiet") || a == QLatin1String("-q"))
+            quiet = true;
+        else
+            files.append(a);
+    }
+    if (files.isEmpty()) {
+        printOut(QStringLiteral(
+            "Usage: qxmib [--db PATH] import [--no-types] [--quiet] FILE...\n\n"
+            "Imports MIB-X files into the MIB database, one after the other. Progress lines go\n"
+            "to stdout, errors to stderr, and the counters of each file follow it. The textual\n"
+            "conventions a file lists under MIBX/TYPES are added to the Types table first\n"
+            "unless --no-types is given. --quiet prints only errors and the counters.\n"
+            "Exit status 1 when any file could not be imported or had errors.\n"));
+        return args.isEmpty() ? 2 : 0;
+    }
+
+    const bool terminal = isatty(STDOUT_FILENO) != 0;
+    ProgressBar bar(terminal && !quiet);
+    bool anyFailed = false;
+    for (const QString &file : files) {
+        ImportMIBX importer;
+        QObject::connect(&importer, &ImportMIBX::Log, [&](QString &message) {
+            if (quiet)
+                return;
+            bar.clear();
+            printOut(message + u'\n');
+        });
+        QObject::connect(&importer, &ImportMIBX::Error, [&](QString &message) {
+            bar.clear();
+            printErr(message + u'\n');
+        });
+        QObject::connect(&importer, &ImportMIBX::OIDImported, [&](QString &, QString &, bool &) { bar.step(); });
+
+        bool ok = false;
+        try {
+            const int types = withTypes ? addTypes(file) : 0;
+            if (types > 0 && !quiet)
+                printOut(QStringLiteral("    %1 new types\n").arg(types));
+            bar.start(file, terminal && !quiet ? countObjects(file) : 0);
+            ok = importer.ImportMIBXFile(file);
+        } catch (const QXMibError &e) {
+            bar.clear();
+            printErr(QStringLiteral("%1: error %2: %3\n").arg(file).arg(e.number()).arg(e.description()));
+        }
+        bar.finish();
+        printOut(QStringLiteral("%1: module %2, %3 objects, %4 duplicates, %5 errors, %6 warnings\n")
+                     .arg(file, importer.ModuleName().isEmpty() ? QStringLiteral("-") : importer.ModuleName())
+                     .arg(importer.OIDCount())
+                     .arg(importer.Duplicates())
+                     .arg(importer.Errors())
+                     .arg(importer.Warnings()));
+        if (!ok || importer.Errors() > 0)
+            anyFailed = true;
+    }
+    return anyFailed ? 1 : 0;
+}
+
+} // namespace
+
+QXMIB_COMMAND("import", "import MIB-X files into the database (import FILE...)", import)

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <QDateTime>
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+// Compiles MIB modules from SMIv1/SMIv2 source text into MIB-X files, one file
+// per module, named after the module with the extension ".mibx". Imports are
+// resolved from the modules of the files given (whatever their file names),
+// their folders, the search path set here and libsmi's configured path.
+//
+// Objects are written with numeric dotted OIDs, parents before children. The
+// SYNTAX of a table is "SEQUENCE", of a row its entry type's name, of a
+// notification "TRAP", of a plain node empty; objects take the name of their
+// textual convention when they use one, else their SMI base type's name.
+// Every file also lists, under MIBX/TYPES, the textual conventions the module
+// defines or uses, with their root type and type code, for the Types table.
+//
+// libsmi keeps global state: use one compiler at a time in a process.
+class MibCompiler
+{
+public:
+    struct Problem
+    {
+        QString file;
+        int line = 0;
+        int severity = 0; // libsmi's: 0 internal, 1 major, 2 error, 3 minor, 4 style, 5 warning, 6 info
+        QString message;
+        QString text() const;
+    };
+
+    struct TypeInfo
+    {
+        QString name;
+        QString root; // upper case, as the Types table keeps it
+        int code = 0; // BER tag of the root type
+    };
+
+    struct Result
+    {
+        QStringList modules;     // compiled, in the order of the files given
+        QStringList outputFiles; // the .mibx files written
+        QStringList failedFiles; // sources that gave no module
+        QList<Problem> problems;
+        QList<TypeInfo> types;   // all textual conventions met, each once
+    };
+
+    MibCompiler();
+
+    // Folders searched for imported modules after the folders of the files given.
+    void setSearchPath(const QStringList &folders) { m_searchPath = folders; }
+    // Problems up to this libsmi severity are reported (default 2: errors).
+    void setErrorLevel(int level) { m_errorLevel = level; }
+    // The time written as COMPILED (default: the time of the call).
+    void setCompiledTime(const QDateTime &time) { m_compiled = time; }
+
+    // Compiles every module of the files into outputDir (created when missing).
+    // A file whose module appeared in an earlier file of the list is skipped.
+    Result compile(const QStringList &files, const QString &outputDir);
+
+    // The module name a source text defines first ("NAME DEFINITIONS ::= BEGIN"), or empty.
+    static QString moduleNameOf(const QString &sourceFile);
+
+private:
+    QStringList m_searchPath;
+    int m_errorLevel = 2;
+    QDateTime m_compiled;
+};
