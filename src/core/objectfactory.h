@@ -25,14 +25,20 @@ public:
     static QStringList classNames();
 };
 
+namespace QXMibFactoryDetail {
+template <class T>
+QObject *create(QObject *parent)
+{
+    if constexpr (std::is_base_of_v<QWidget, T>)
+        return new T(qobject_cast<QWidget *>(parent));
+    else
+        return new T(parent);
+}
+} // namespace QXMibFactoryDetail
+
 // Registers Class under "QXMIBTree." + ShortName. Widgets get a QWidget parent when one is given.
 #define QXMIB_REGISTER_CLASS(ShortName, Class)                                                    \
     namespace {                                                                                   \
     const bool qxmibRegistered_##Class = ObjectFactory::registerClass(                             \
-        QStringLiteral("QXMIBTree." #ShortName), [](QObject *parent) -> QObject * {                \
-            if constexpr (std::is_base_of_v<QWidget, Class>)                                       \
-                return new Class(qobject_cast<QWidget *>(parent));                                 \
-            else                                                                                   \
-                return new Class(parent);                                                          \
-        });                                                                                        \
+        QStringLiteral("QXMIBTree." #ShortName), &QXMibFactoryDetail::create<Class>);             \
     }
