@@ -1,0 +1,65 @@
+#pragma once
+
+#include "qxmibtree_export.h"
+
+#include "core/styledtext.h"
+
+#include <QString>
+
+class QXMibOID;
+
+// Lays out the details of one MIB object as styled text: the tree layout shown
+// beside the MIB trees, its short form for the single-MIB tree's public text,
+// and the layout of the OIDDetails control. Every view that shows an object's
+// details composes them here.
+class QXMIBTREE_EXPORT DetailsLayout
+{
+public:
+    enum Style {
+        TreeTitle,
+        TreeCaption,
+        ControlTitle,
+        ControlHeadCaption,
+        ControlHeadValue,
+        ControlCaption,
+        Plain,
+    };
+
+    // What the layouts read of a record, so they can be composed without a database.
+    struct Fields
+    {
+        QString fullName;
+        QString oid;
+        QString typeString;
+        QString units;
+        QString accessString;
+        QString statusString;
+        QString description;
+        QString mib;
+        QString name;
+        QString longName;
+        QString enumerated;
+        // "#1;up(1)|#2;down(2)": one line per "|" item, showing the part after its first ";"
+        QString enumList;
+    };
+
+    // Reads the record; LongName costs one statement per arc, so it is read only on request.
+    static Fields fieldsOf(QXMibOID &record, bool withLongName = false);
+
+    static StyledText treeLayout(QXMibOID &record);
+    static StyledText treeLayout(const Fields &fields);
+    // The tree layout without the "Units " row and without the possible values.
+    static StyledText shortTreeLayout(QXMibOID &record);
+    static StyledText shortTreeLayout(const Fields &fields);
+    // The parsed value is shown when it is set, else the raw value.
+    static StyledText controlLayout(QXMibOID &record, const QString &title, const QString &rawValue,
+                                    const QString &parsedValue);
+    static StyledText controlLayout(const Fields &fields, const QString &title, const QString &rawValue,
+                                    const QString &parsedValue);
+
+    static void append(StyledText &text, Style style, const QString &piece);
+    static StyledText::Piece styled(Style style, const QString &piece);
+
+    // The "Possible Values :" block; nothing when the object is not enumerated.
+    static void appendPossibleValues(StyledText &text, const Fields &fields);
+};
