@@ -4,6 +4,7 @@
 
 #include "databasebuilder.h"
 
+#include "core/database.h"
 #include "core/globals.h"
 #include "core/qxmiberror.h"
 #include "mibx/importmibx.h"
@@ -11,6 +12,7 @@
 
 #include <QObject>
 
+#include <sqlite3.h>
 #include <unistd.h>
 
 namespace {
@@ -89,6 +91,22 @@ int addTypes(const QString &fileName)
     return added;
 }
 
+// Obsoleted modules (RFC1158-MIB, RFC1213-MIB) define the objects of their
+// successors again. Look-ups by OID take the first primary row, so a shipped
+// database keeps one primary row per OID: the module updated last, and among
+// modules without LAST-UPDATED the greater name (RFC1213-MIB over RFC1158-MIB).
+int keepOnePrimaryPerOid()
+{
+    Database *db = Globals::database();
+    db->executeScript(QStringLiteral(
+        "UPDATE Tree SET \"Primary\" = 0 WHERE \"Primary\" <> 0 AND rowid NOT IN ("
+        " SELECT (SELECT t2.rowid FROM Tree t2 LEFT JOIN MIBs m ON m.Name = t2.MIB"
+        "         WHERE t2.OID = t1.OID AND t2.\"Primary\" <> 0"
+        "         ORDER BY COALESCE(m.LastUpdated, '') DESC, t2.MIB DESC LIMIT 1)"
+        " FROM Tree t1 WHERE t1.\"Primary\" <> 0 GROUP BY t1.OID)"));
+    return sqlite3_changes(db->handle());
+}
+
 int countObjects(const QString &fileName)
 {
     MibxDocument doc;
@@ -101,6 +119,7 @@ int import(const QStringList &args)
 {
     bool withTypes = true;
     bool quiet = false;
+    bool primaryPerOid = false;
     QStringList files;
     for (const QString &a : args) {
         if (a == QLatin1String("--help") || a == QLatin1String("-h")) {
@@ -111,6 +130,8 @@ int import(const QStringList &args)
             withTypes = false;
         else if (a == QLatin1String("--quiet") || a == QLatin1String("-q"))
             quiet = true;
+        else if (a == QLatin1String("--one-primary"))
+            primaryPerOid = true;
         else
             files.append(a);
     }
@@ -121,6 +142,8 @@ int import(const QStringList &args)
             "to stdout, errors to stderr, and the counters of each file follow it. The textual\n"
             "conventions a file lists under MIBX/TYPES are added to the Types table first\n"
             "unless --no-types is given. --quiet prints only errors and the counters.\n"
+            "--one-primary: afterwards, where several modules define the same OID, only the\n"
+            "row of the most recently updated module stays primary (database builds).\n"
             "Exit status 1 when any file could not be imported or had errors.\n"));
         return args.isEmpty() ? 2 : 0;
     }
@@ -162,6 +185,11 @@ int import(const QStringList &args)
                      .arg(importer.Warnings()));
         if (!ok || importer.Errors() > 0)
             anyFailed = true;
+    }
+    if (primaryPerOid) {
+        const int demoted = keepOnePrimaryPerOid();
+        if (!quiet)
+            printOut(QStringLiteral("%1 rows of older modules made non-primary\n").arg(demoted));
     }
     return anyFailed ? 1 : 0;
 }

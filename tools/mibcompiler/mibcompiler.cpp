@@ -231,6 +231,27 @@ public:
                 continue;
             objects.push_back({std::vector<unsigned int>(n->oid, n->oid + n->oidlen), n});
         }
+        // A node registered under a label libsmi could not resolve gets a one-arc
+        // OID; it and everything below it would land at a wrong place.
+        std::vector<std::vector<unsigned int>> unresolved;
+        for (const Object &o : objects) {
+            if (o.arcs.size() < 2)
+                unresolved.push_back(o.arcs);
+        }
+        objects.erase(std::remove_if(objects.begin(), objects.end(),
+                                     [&](const Object &o) {
+                                         for (const auto &u : unresolved) {
+                                             if (o.arcs.size() >= u.size()
+                                                 && std::equal(u.begin(), u.end(), o.arcs.begin())) {
+                                                 problem(QStringLiteral("the OID of %1 cannot be resolved; skipped")
+                                                             .arg(fromC(o.node->name)),
+                                                         smiGetNodeLine(o.node));
+                                                 return true;
+                                             }
+                                         }
+                                         return false;
+                                     }),
+                      objects.end());
         // Parents before children: numeric arc order.
         std::stable_sort(objects.begin(), objects.end(),
                          [](const Object &a, const Object &b) { return a.arcs < b.arcs; });
@@ -485,11 +506,11 @@ MibCompiler::Result MibCompiler::compile(const QStringList &files, const QString
     smiExit();
 
     // Problems name the real source files, not the links.
-    for (Problem &p : problems) {
+    result.problems = problems + result.problems;
+    for (Problem &p : result.problems) {
         const auto real = linkTargets.constFind(p.file);
         if (real != linkTargets.constEnd())
             p.file = *real;
     }
-    result.problems = problems + result.problems;
     return result;
 }
