@@ -387,7 +387,7 @@ QString StyledText::toRtf() const
 
 QString StyledText::toHtml() const
 {
-    QString out = QStringLiteral("<!DOCTYPE html>\n<html><head><meta charset=\"utf-8\"></head><body>"
+    QString out = QStringLiteral("<!DOCTYPE html><html><head><meta charset=\"utf-8\"></head><body>"
                                  "<div style=\"font-family:%1,sans-serif; white-space:pre-wrap\">")
                       .arg(QLatin1String(fontName));
     for (const Piece &p : m_pieces) {
@@ -399,7 +399,7 @@ QString StyledText::toHtml() const
         out += htmlEscaped(p.text);
         out += QLatin1String("</span>");
     }
-    out += QLatin1String("</div></body></html>\n");
+    out += QLatin1String("</div></body></html>");
     return out;
 }
 

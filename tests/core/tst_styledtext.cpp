@@ -1,0 +1,361 @@
+#include "core/styledtext.h"
+
+#include <QProcess>
+#include <QRegularExpression>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTextBlock>
+#include <QTextDocument>
+
+// One character of rendered text with the attributes a reader saw on it.
+struct StyledChar
+{
+    QChar c;
+    QRgb colour;
+    bool bold;
+    int size;
+    bool emphasis;
+
+    bool operator==(const StyledChar &o) const
+    {
+        return c == o.c && colour == o.colour && bold == o.bold && size == o.size && emphasis == o.emphasis;
+    }
+};
+
+namespace QTest {
+template <>
+char *toString(const StyledChar &s)
+{
+    return qstrdup(QStringLiteral("'%1' #%2 b%3 %4pt e%5")
+                       .arg(s.c)
+                       .arg(s.colour & 0xffffff, 6, 16, QLatin1Char('0'))
+                       .arg(s.bold)
+                       .arg(s.size)
+                       .arg(s.emphasis)
+                       .toUtf8()
+                       .constData());
+}
+} // namespace QTest
+
+Q_DECLARE_METATYPE(StyledText)
+
+namespace {
+
+// The visible characters of the text with their style; blanks and breaks are left out
+// because readers turn tabs and line breaks into different runs of white space.
+QList<StyledChar> inkOf(const StyledText &text)
+{
+    QList<StyledChar> out;
+    for (const StyledText::Piece &p : text.pieces())
+        for (const QChar c : p.text)
+            if (!c.isSpace())
+                out.append({c, p.colour.rgb(), p.bold, p.size, p.emphasis});
+    return out;
+}
+
+QString collapsed(QString s)
+{
+    s.replace(QChar(0xa0), u' ');
+    return s.simplified();
+}
+
+const QColor red(200, 0, 0);
+const QColor green(0, 128, 0);
+const QColor black(0, 0, 0);
+const QColor blue(64, 64, 255);
+
+StyledText sample(std::initializer_list<StyledText::Piece> pieces)
+{
+    StyledText t;
+    for (const StyledText::Piece &p : pieces)
+        t.append(p);
+    return t;
+}
+
+// What unrtf's HTML output shows: text with the innermost colour and size and any b/u/i.
+QList<StyledChar> readUnrtfHtml(const QString &html, QString *plain)
+{
+    struct Tag
+    {
+        QString name;
+        QString colour;
+        int size;
+    };
+    QList<Tag> open;
+    QList<StyledChar> out;
+    const qsizetype bodyStart = html.indexOf(QLatin1String("<body>"));
+    const qsizetype bodyEnd = html.indexOf(QLatin1String("</body>"));
+    const QString body = html.mid(bodyStart + 6, bodyEnd - bodyStart - 6);
+    static const QRegularExpression colourRe(QStringLiteral("color=\"#([0-9a-fA-F]{6})\""));
+    static const QRegularExpression fontSizeRe(QStringLiteral("font size=\"(\\d)\""));
+    static const QRegularExpression spanSizeRe(QStringLiteral("font-size:(\\d+)pt"));
+    static const int htmlSizes[] = {0, 8, 10, 12, 14, 18, 24};
+    auto emit = [&](QChar c) {
+        plain->append(c);
+        if (c.isSpace() || c == QChar(0xa0))
+            return;
+        StyledChar s{c, qRgb(0, 0, 0), false, 12, false};
+        for (const Tag &t : open) {
+            if (t.name == QLatin1String("b"))
+                s.bold = true;
+            else if (t.name == QLatin1String("u") || t.name == QLatin1String("i"))
+                s.emphasis = true;
+            if (!t.colour.isEmpty())
+                s.colour = QColor(u'#' + t.colour).rgb();
+            if (t.size)
+                s.size = t.size;
+        }
+        out.append(s);
+    };
+    for (qsizetype i = 0; i < body.size(); ++i) {
+        const QChar c = body.at(i);
+        if (c == u'<') {
+            const qsizetype end = body.indexOf(u'>', i);
+            const QString tag = body.mid(i + 1, end - i - 1);
+            i = end;
+            if (tag == QLatin1String("br")) {
+                emit(u'\n');
+            } else if (tag.startsWith(u'/')) {
+                const QString name = tag.mid(1);
+                for (qsizetype k = open.size() - 1; k >= 0; --k)
+                    if (open.at(k).name == name) {
+                        open.removeAt(k);
+                        break;
+                    }
+            } else {
+                Tag t{tag.section(u' ', 0, 0), QString(), 0};
+                const auto cm = colourRe.match(tag);
+                if (cm.hasMatch())
+                    t.colour = cm.captured(1);
+                const auto fm = fontSizeRe.match(tag);
+                if (fm.hasMatch())
+                    t.size = htmlSizes[fm.captured(1).toInt()];
+                const auto sm = spanSizeRe.match(tag);
+                if (sm.hasMatch())
+                    t.size = sm.captured(1).toInt();
+                open.append(t);
+            }
+        } else if (c == u'&') {
+            const qsizetype end = body.indexOf(u';', i);
+            QTextDocument entity;
+            entity.setHtml(body.mid(i, end - i + 1));
+            const QString decoded = entity.toPlainText();
+            for (const QChar d : decoded)
+                emit(d);
+            i = end;
+        } else if (c != u'\n') {
+            emit(c);
+        }
+    }
+    return out;
+}
+
+} // namespace
+
+class tst_StyledText : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void plainText_data();
+    void plainText();
+    void rtfReadByUnrtf_data();
+    void rtfReadByUnrtf();
+    void rtfReadBack_data();
+    void rtfReadBack();
+    void rtfReaderForeignInput_data();
+    void rtfReaderForeignInput();
+    void htmlInQtDocument_data();
+    void htmlInQtDocument();
+    void documentSlice_data();
+    void documentSlice();
+};
+
+void tst_StyledText::plainText_data()
+{
+    QTest::addColumn<StyledText>("text");
+    QTest::addColumn<QString>("plain");
+    QTest::addColumn<int>("documentLength");
+
+    QTest::newRow("empty") << StyledText() << QString() << 0;
+    QTest::newRow("empty pieces dropped") << sample({{QString(), red, true, 10, false}}) << QString() << 0;
+    QTest::newRow("crlf counts once") << sample({{QStringLiteral("ab\r\n"), red, true, 10, true},
+                                                 {QStringLiteral("\tc\r\n\r\n"), black, false, 8, false}})
+                                      << QStringLiteral("ab\r\n\tc\r\n\r\n") << 7;
+    QTest::newRow("lone cr and lf") << sample({{QStringLiteral("a\rb\nc"), black, false, 8, false}})
+                                    << QStringLiteral("a\rb\nc") << 5;
+    QTest::newRow("crlf split over pieces counts twice")
+        << sample({{QStringLiteral("a\r"), black, false, 8, false}, {QStringLiteral("\nb"), red, false, 8, false}})
+        << QStringLiteral("a\r\nb") << 4;
+}
+
+void tst_StyledText::plainText()
+{
+    QFETCH(StyledText, text);
+    QFETCH(QString, plain);
+    QFETCH(int, documentLength);
+    QCOMPARE(text.toPlainText(), plain);
+    QCOMPARE(text.documentLength(), qsizetype(documentLength));
+}
+
+void tst_StyledText::rtfReadByUnrtf_data()
+{
+    QTest::addColumn<StyledText>("text");
+
+    QTest::newRow("title and caption")
+        << sample({{QStringLiteral("IF-MIB:ifAdminStatus\r\n\r\n"), QColor(64, 128, 64), true, 10, true},
+                   {QStringLiteral("OID \t"), blue, true, 8, false},
+                   {QStringLiteral("1.3.6.1.2.1.2.2.1.7\r\n"), black, false, 8, false}});
+    QTest::newRow("rtf specials") << sample({{QStringLiteral("a\\b {c} d"), red, false, 8, false},
+                                             {QStringLiteral("}{\\"), green, true, 10, false}});
+    QTest::newRow("beyond ascii") << sample({{QStringLiteral("Gr\u00fc\u00dfe \u20ac 5\u00b0C"), red, false, 8, false},
+                                             {QStringLiteral("\u65e5\u672c next"), green, true, 10, true}});
+    QTest::newRow("repeated colour, changing size")
+        << sample({{QStringLiteral("one"), red, false, 8, false},
+                   {QStringLiteral("two"), green, false, 10, false},
+                   {QStringLiteral("three"), red, true, 12, true},
+                   {QStringLiteral("four"), black, false, 14, false}});
+}
+
+void tst_StyledText::rtfReadByUnrtf()
+{
+    QFETCH(StyledText, text);
+    const QString unrtf = QStandardPaths::findExecutable(QStringLiteral("unrtf"));
+    if (unrtf.isEmpty())
+        QSKIP("unrtf is not installed");
+    QTemporaryDir dir;
+    QVERIFY(dir.isValid());
+    const QString path = dir.filePath(QStringLiteral("details.rtf"));
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    const QString rtf = text.toRtf();
+    QVERIFY(rtf.startsWith(QLatin1String("{\\rtf1")));
+    for (const QChar c : rtf)
+        QVERIFY2(c.unicode() < 0x80, "RTF must be 7-bit");
+    file.write(rtf.toLatin1());
+    file.close();
+
+    QProcess process;
+    process.start(unrtf, {QStringLiteral("--html"), path});
+    QVERIFY(process.waitForFinished(20000));
+    QCOMPARE(process.exitCode(), 0);
+    QString plain;
+    const QList<StyledChar> seen = readUnrtfHtml(QString::fromUtf8(process.readAllStandardOutput()), &plain);
+    QCOMPARE(collapsed(plain), collapsed(text.toPlainText()));
+    QCOMPARE(seen, inkOf(text));
+}
+
+void tst_StyledText::rtfReadBack_data()
+{
+    rtfReadByUnrtf_data();
+    QTest::newRow("blank lines and tabs") << sample({{QStringLiteral("\r\n\r\n\tx\t\r\n"), red, false, 8, false},
+                                                     {QStringLiteral("    up(1)\r\n"), black, false, 8, false}});
+}
+
+void tst_StyledText::rtfReadBack()
+{
+    QFETCH(StyledText, text);
+    const StyledText back = StyledText::fromRtf(text.toRtf());
+    QCOMPARE(back.toPlainText(), text.toPlainText());
+    QCOMPARE(inkOf(back), inkOf(text));
+}
+
+void tst_StyledText::rtfReaderForeignInput_data()
+{
+    QTest::addColumn<QString>("rtf");
+    QTest::addColumn<QString>("plain");
+    QTest::addColumn<int>("boldChars");
+
+    QTest::newRow("skipped destinations")
+        << QStringLiteral("{\\rtf1{\\fonttbl{\\f0 Arial;}}{\\*\\generator Writer;}{\\info{\\title T}}\\b A\\b0 B}")
+        << QStringLiteral("AB") << 1;
+    QTest::newRow("groups restore state") << QStringLiteral("{\\rtf1 {\\b bold}plain\\par}")
+                                          << QStringLiteral("boldplain\r\n") << 4;
+    QTest::newRow("unicode with uc2 fallback")
+        << QStringLiteral("{\\rtf1\\uc2 x\\u8364\\'80\\'80y}") << QStringLiteral("x\u20acy") << 0;
+    QTest::newRow("hex escapes and symbols") << QStringLiteral("{\\rtf1 caf\\'e9\\~\\{\\}\\line z}")
+                                             << QStringLiteral("caf\u00e9\u00a0{}\r\nz") << 0;
+}
+
+void tst_StyledText::rtfReaderForeignInput()
+{
+    QFETCH(QString, rtf);
+    QFETCH(QString, plain);
+    QFETCH(int, boldChars);
+    const StyledText text = StyledText::fromRtf(rtf);
+    QCOMPARE(text.toPlainText(), plain);
+    int bold = 0;
+    for (const StyledText::Piece &p : text.pieces())
+        if (p.bold)
+            bold += int(p.text.size());
+    QCOMPARE(bold, boldChars);
+}
+
+void tst_StyledText::htmlInQtDocument_data()
+{
+    rtfReadBack_data();
+    QTest::newRow("markup characters") << sample({{QStringLiteral("<b>&amp; \"q\"</b>"), red, true, 8, false}});
+}
+
+void tst_StyledText::htmlInQtDocument()
+{
+    QFETCH(StyledText, text);
+    QTextDocument document;
+    document.setHtml(text.toHtml());
+    QString expected = text.toPlainText();
+    expected.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+    QCOMPARE(document.toPlainText(), expected);
+    QCOMPARE(document.characterCount() - 1, int(text.documentLength()));
+
+    // Every visible character keeps its colour, weight, size and underline.
+    QList<StyledChar> seen;
+    for (QTextBlock block = document.begin(); block.isValid(); block = block.next()) {
+        for (auto it = block.begin(); !it.atEnd(); ++it) {
+            const QTextFragment fragment = it.fragment();
+            const QTextCharFormat f = fragment.charFormat();
+            for (const QChar c : fragment.text())
+                if (!c.isSpace() && c != QChar::LineSeparator)
+                    seen.append({c, f.foreground().color().rgb(), f.fontWeight() >= QFont::Bold,
+                                 int(f.fontPointSize()), f.fontUnderline()});
+        }
+    }
+    QCOMPARE(seen, inkOf(text));
+}
+
+void tst_StyledText::documentSlice_data()
+{
+    QTest::addColumn<int>("start");
+    QTest::addColumn<int>("end");
+    QTest::addColumn<QString>("plain");
+    QTest::addColumn<int>("pieces");
+    QTest::addColumn<QColor>("firstColour");
+
+    // "Title\r\n" + "OID \t" + "1.3\r\n": document positions Title=0..4, break=5, O=6
+    QTest::newRow("all") << 0 << 100 << QStringLiteral("Title\r\nOID \t1.3\r\n") << 3 << red;
+    QTest::newRow("inside one piece") << 1 << 3 << QStringLiteral("it") << 1 << red;
+    QTest::newRow("across a break") << 3 << 8 << QStringLiteral("le\r\nOI") << 2 << red;
+    QTest::newRow("break alone") << 5 << 6 << QStringLiteral("\r\n") << 1 << red;
+    QTest::newRow("last break") << 14 << 15 << QStringLiteral("\r\n") << 1 << black;
+    QTest::newRow("empty") << 4 << 4 << QString() << 0 << black;
+}
+
+void tst_StyledText::documentSlice()
+{
+    QFETCH(int, start);
+    QFETCH(int, end);
+    QFETCH(QString, plain);
+    QFETCH(int, pieces);
+    QFETCH(QColor, firstColour);
+    const StyledText text = sample({{QStringLiteral("Title\r\n"), red, true, 10, true},
+                                    {QStringLiteral("OID \t"), blue, true, 8, false},
+                                    {QStringLiteral("1.3\r\n"), black, false, 8, false}});
+    const StyledText slice = text.documentSlice(start, end);
+    QCOMPARE(slice.toPlainText(), plain);
+    QCOMPARE(slice.pieces().size(), qsizetype(pieces));
+    if (pieces > 0)
+        QCOMPARE(slice.pieces().first().colour, firstColour);
+}
+
+QTEST_MAIN(tst_StyledText)
+#include "tst_styledtext.moc"
