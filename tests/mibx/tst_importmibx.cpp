@@ -1,0 +1,419 @@
+#include "fixturedatabase.h"
+
+#include "core/database.h"
+#include "core/objectfactory.h"
+#include "core/qxmiberror.h"
+#include "mibx/importmibx.h"
+
+#include <QFile>
+#include <QTemporaryDir>
+#include <QtTest>
+
+namespace {
+
+const QByteArray head = "<?xml version=\"1.0\"?>\n<MIBX><VERSION>Tarnbrookeware MIB-X 1.0</VERSION>"
+                        "<COMPILED>2024-05-01T10:00:00</COMPILED><MODULE><NAME>TEST-MIB</NAME></MODULE>";
+
+QByteArray mibx(const QByteArray &tree)
+{
+    return head + "<TREE>" + tree + "</TREE></MIBX>";
+}
+
+int count(Database &db, const QString &sql)
+{
+    return db.select(sql).value(0).toMap().value(QStringLiteral("n")).toInt();
+}
+
+// The events pass their arguments by reference, which QSignalSpy cannot hold.
+struct Recorder
+{
+    explicit Recorder(ImportMIBX *importer)
+    {
+        QObject::connect(importer, &ImportMIBX::Log, [this](QString &m) { logs.append(m); });
+        QObject::connect(importer, &ImportMIBX::Error, [this](QString &m) { errors.append(m); });
+        QObject::connect(importer, &ImportMIBX::OIDImported, [this](QString &name, QString &oid, bool &duplicate) {
+            imported.append({name, oid, duplicate});
+        });
+    }
+    struct Imported
+    {
+        QString name;
+        QString oid;
+        bool duplicate;
+    };
+    QStringList logs;
+    QStringList errors;
+    QList<Imported> imported;
+};
+
+} // namespace
+
+class tst_ImportMIBX : public QObject
+{
+    Q_OBJECT
+
+    QString write(const QByteArray &content, const QString &name = QStringLiteral("test.mibx"))
+    {
+        const QString path = m_dir->filePath(name);
+        QFile f(path);
+        f.open(QIODevice::WriteOnly | QIODevice::Truncate);
+        f.write(content);
+        return path;
+    }
+
+    std::unique_ptr<FixtureDatabase> m_db;
+    std::unique_ptr<QTemporaryDir> m_dir;
+
+private Q_SLOTS:
+    void init()
+    {
+        m_db = std::make_unique<FixtureDatabase>();
+        m_db->addStandardObjects();
+        m_db->activate();
+        m_dir = std::make_unique<QTemporaryDir>();
+    }
+    void cleanup()
+    {
+        m_db.reset();
+    }
+
+    void createdByName()
+    {
+        std::unique_ptr<QObject> o(ObjectFactory::create(QStringLiteral("QXMIBTree.ImportMIBX")));
+        QVERIFY(qobject_cast<ImportMIBX *>(o.get()) != nullptr);
+        QCOMPARE(o->property("Warnings").toInt(), 0);
+    }
+
+    // Each file is checked in order; "%1" stands for the file's path.
+    void validation_data()
+    {
+        QTest::addColumn<QByteArray>("content");
+        QTest::addColumn<bool>("result");
+        QTest::addColumn<QString>("message");
+        QTest::addColumn<int>("treeRows");
+        QTest::addColumn<int>("moduleRows");
+
+        const QString corrupt = QStringLiteral("%1 is not a Tarnbrooke MIBX file or is corrupt.");
+        const QString load = QStringLiteral("Could not load %1\r\n");
+        const QByteArray object = "<testObject><OID>1.3.6.1.4.1.99</OID></testObject>";
+        QTest::newRow("missing file") << QByteArray() << false << load << 0 << 0;
+        QTest::newRow("not XML") << QByteArray("<MIBX><VERSION>") << false << load << 0 << 0;
+        QTest::newRow("entity expansion bomb")
+            << QByteArray("<?xml version=\"1.0\"?><!DOCTYPE MIBX [<!ENTITY a \"aaaaaaaaaa\">"
+                          "<!ENTITY b \"&a;&a;&a;&a;&a;&a;&a;&a;&a;&a;\"><!ENTITY c \"&b;&b;&b;&b;&b;&b;&b;&b;&b;&b;\">]>"
+                          "<MIBX><VERSION>&c;</VERSION></MIBX>")
+            << false << load << 0 << 0;
+        QTest::newRow("external entity")
+            << QByteArray("<?xml version=\"1.0\"?><!DOCTYPE MIBX [<!ENTITY x SYSTEM \"file:///etc/passwd\">]>"
+                          "<MIBX><VERSION>Tarnbrookeware MIB-X 1.0</VERSION><MODULE><NAME>&x;</NAME></MODULE></MIBX>")
+            << false << load << 0 << 0;
+        QTest::newRow("undeclared entity") << QByteArray("<MIBX><VERSION>&x;</VERSION></MIBX>") << false << load << 0
+                                           << 0;
+        QTest::newRow("no version, checked before the module")
+            << QByteArray("<MIBX><TREE/></MIBX>") << false << corrupt << 0 << 0;
+        QTest::newRow("version in another case")
+            << QByteArray("<MIBX><VERSION>tarnbrookeware MIB-X 1.0</VERSION></MIBX>") << false
+            << QStringLiteral("%1 is 'tarnbrookeware MIB-X 1.0' format. This version of the MIB-Compiler/Browser only "
+                              "supports MIB-X Version 1.0. Visit Tarnbrookeware for an update.")
+            << 0 << 0;
+        QTest::newRow("other version")
+            << QByteArray("<MIBX><VERSION>Tarnbrookeware MIB-X 2.0</VERSION></MIBX>") << false
+            << QStringLiteral("%1 is 'Tarnbrookeware MIB-X 2.0' format. This version of the MIB-Compiler/Browser only "
+                              "supports MIB-X Version 1.0. Visit Tarnbrookeware for an update.")
+            << 0 << 0;
+        QTest::newRow("no module name")
+            << QByteArray("<MIBX><VERSION>Tarnbrookeware MIB-X 1.0</VERSION><MODULE/><TREE>" + object + "</TREE></MIBX>")
+            << true << corrupt << 0 << 0;
+        QTest::newRow("no tree")
+            << QByteArray("<MIBX><VERSION>Tarnbrookeware MIB-X 1.0</VERSION><MODULE><NAME>TEST-MIB</NAME></MODULE></MIBX>")
+            << true << corrupt << 0 << 0;
+        QTest::newRow("no compiled date: tree kept, no module row")
+            << QByteArray("<MIBX><VERSION>Tarnbrookeware MIB-X 1.0</VERSION><MODULE><NAME>TEST-MIB</NAME></MODULE><TREE>"
+                          + object + "</TREE></MIBX>")
+            << true << corrupt << 1 << 0;
+        QTest::newRow("object without OID") << mibx("<noOid><SYNTAX>INTEGER</SYNTAX></noOid>" + object) << true
+                                            << QStringLiteral("noOid has no OID.") << 1 << 1;
+        QTest::newRow("unknown descriptor") << mibx("<lost><OID>nowhere.1</OID></lost>" + object) << true
+                                            << QStringLiteral("Cannot determine OID value for 'nowhere' in { nowhere.1 }.")
+                                            << 1 << 1;
+        QTest::newRow("five-letter name in parentheses is looked up")
+            << mibx("<odd><OID>abcde(7).1</OID></odd>") << true
+            << QStringLiteral("Cannot determine OID value for 'abcde(7)' in { abcde(7).1 }.") << 0 << 1;
+        QTest::newRow("clean file") << mibx(object) << true << QString() << 1 << 1;
+    }
+    void validation()
+    {
+        QFETCH(QByteArray, content);
+        QFETCH(bool, result);
+        QFETCH(QString, message);
+        QFETCH(int, treeRows);
+        QFETCH(int, moduleRows);
+
+        const QString path = content.isEmpty() ? m_dir->filePath(QStringLiteral("absent.mibx")) : write(content);
+        const int treeBefore = count(m_db->db(), QStringLiteral("Select Count(*) as n From Tree"));
+        const int modulesBefore = count(m_db->db(), QStringLiteral("Select Count(*) as n From MIBs"));
+        ImportMIBX importer;
+        Recorder events(&importer);
+        const QStringList &errors = events.errors;
+        QCOMPARE(importer.ImportMIBXFile(path), result);
+        QCOMPARE(importer.Errors(), int(errors.size()));
+        if (message.isEmpty()) {
+            QCOMPARE(errors.size(), 0);
+        } else {
+            QCOMPARE(errors.size(), 1);
+            const QString text = errors.at(0);
+            const QString expected = message.contains(QLatin1String("%1")) ? message.arg(path) : message;
+            if (expected.endsWith(QLatin1String("\r\n")))
+                QVERIFY2(text.startsWith(expected) && text.size() > expected.size(), qPrintable(text));
+            else
+                QCOMPARE(text, expected);
+        }
+        QCOMPARE(count(m_db->db(), QStringLiteral("Select Count(*) as n From Tree")) - treeBefore, treeRows);
+        QCOMPARE(count(m_db->db(), QStringLiteral("Select Count(*) as n From MIBs")) - modulesBefore, moduleRows);
+        QCOMPARE(importer.Warnings(), 0);
+    }
+
+    void logLinesAndModuleRow()
+    {
+        const QString path = write(
+            "<MIBX><VERSION>Tarnbrookeware MIB-X 1.0</VERSION><COMPILED>2024-05-01T10:00:00</COMPILED>"
+            "<MODULE><NAME>TEST-MIB</NAME><DESCRIPTION>Module text</DESCRIPTION><CONTACT>Someone</CONTACT>"
+            "<ORGANIZATION>Org</ORGANIZATION><LAST-UPDATED>200006140000Z</LAST-UPDATED><EXTRA>x</EXTRA></MODULE>"
+            "<TREE/></MIBX>");
+        ImportMIBX importer;
+        Recorder events(&importer);
+        QVERIFY(importer.ImportMIBXFile(path));
+        QCOMPARE(events.logs,
+                 QStringList({QStringLiteral("Importing %1 ...").arg(path),
+                              QStringLiteral("    File Format = 'Tarnbrookeware MIB-X 1.0'")}));
+        QCOMPARE(importer.ModuleName(), QStringLiteral("TEST-MIB"));
+        const QVariantMap row = m_db->db().select(QStringLiteral("Select * From MIBs Where Name='TEST-MIB'")).value(0).toMap();
+        QCOMPARE(row.value(QStringLiteral("Description")).toString(), QStringLiteral("Module text"));
+        QCOMPARE(row.value(QStringLiteral("Contact")).toString(), QStringLiteral("Someone"));
+        QCOMPARE(row.value(QStringLiteral("Organization")).toString(), QStringLiteral("Org"));
+        QCOMPARE(row.value(QStringLiteral("Compiled")).toString(), QStringLiteral("2024-05-01 10:00:00"));
+        QCOMPARE(row.value(QStringLiteral("LastUpdated")).toString(), QStringLiteral("2000-06-14 00:00:00"));
+        QVERIFY(!row.value(QStringLiteral("Imported")).toString().isEmpty());
+    }
+
+    void objectColumns()
+    {
+        const QString path = write(mibx(
+            "<testStatus><DESCRIPTION>first</DESCRIPTION><OID>internet.4.1.9</OID><SYNTAX>DisplayString</SYNTAX>"
+            "<ACCESS>read-create</ACCESS><STATUS>current</STATUS><VALUE>ignored</VALUE>"
+            "<ENUMS><up>1</up><down>2 apples</down><none>x</none></ENUMS></testStatus>"
+            "<testPlain><OID>1.3.6.1.4.1.9.2</OID><SYNTAX>NoSuchType</SYNTAX><ENUMS/></testPlain>"));
+        ImportMIBX importer;
+        Recorder events(&importer);
+        QVERIFY(importer.ImportMIBXFile(path));
+        QCOMPARE(importer.Errors(), 0);
+        QCOMPARE(events.imported.size(), 2);
+        QCOMPARE(events.imported.at(0).name, QStringLiteral("testStatus"));
+        QCOMPARE(events.imported.at(0).oid, QStringLiteral("1.3.6.1.4.1.9"));
+        QCOMPARE(events.imported.at(0).duplicate, false);
+
+        const QVariantMap row =
+            m_db->db().select(QStringLiteral("Select * From Tree Where Name='testStatus'")).value(0).toMap();
+        QCOMPARE(row.value(QStringLiteral("ParentOID")).toString(), QStringLiteral("1.3.6.1.4.1"));
+        QCOMPARE(row.value(QStringLiteral("Index")).toInt(), 9);
+        QCOMPARE(row.value(QStringLiteral("MIB")).toString(), QStringLiteral("TEST-MIB"));
+        QCOMPARE(row.value(QStringLiteral("TypeI")).toInt(), 4);
+        QCOMPARE(row.value(QStringLiteral("Access")).toInt(), 2);
+        QCOMPARE(row.value(QStringLiteral("Status")).toInt(), 5);
+        QCOMPARE(row.value(QStringLiteral("Enum")).toString(), QStringLiteral("testStatus"));
+        QCOMPARE(row.value(QStringLiteral("Description")).toString(), QStringLiteral("first"));
+        QCOMPARE(row.value(QStringLiteral("Primary")).toInt(), -1);
+
+        const QVariantList enums =
+            m_db->db().select(QStringLiteral("Select * From Enums Where Name='testStatus' Order By Value"));
+        QCOMPARE(enums.size(), 3);
+        QCOMPARE(enums.at(0).toMap().value(QStringLiteral("Enum")).toString(), QStringLiteral("none"));
+        QCOMPARE(enums.at(0).toMap().value(QStringLiteral("Value")).toInt(), 0);
+        QCOMPARE(enums.at(2).toMap().value(QStringLiteral("Enum")).toString(), QStringLiteral("down"));
+
+        const QVariantMap plain =
+            m_db->db().select(QStringLiteral("Select * From Tree Where Name='testPlain'")).value(0).toMap();
+        QCOMPARE(plain.value(QStringLiteral("TypeI")).toInt(), 0);
+        QCOMPARE(plain.value(QStringLiteral("Enum")).toString(), QString());
+    }
+
+    // One object, used twice: the counters add up over both imports.
+    void duplicatesOverTwoImports()
+    {
+        const QString first = write(mibx("<a1><OID>1.3.6.1.4.1.77</OID><ENUMS><on>1</on></ENUMS></a1>"
+                                         "<a2><OID>a1.1</OID></a2>"),
+                                    QStringLiteral("first.mibx"));
+        const QString second = write(mibx("<a1><OID>1.3.6.1.4.1.78</OID><ENUMS><enabled>1</enabled></ENUMS></a1>"),
+                                     QStringLiteral("second.mibx"));
+        ImportMIBX importer;
+        Recorder events(&importer);
+        QVERIFY(importer.ImportMIBXFile(first));
+        m_db->db().execute(QStringLiteral("Update Tree Set Primary=FALSE Where Name='a1'"));
+        QVERIFY(importer.ImportMIBXFile(first));
+        QVERIFY(importer.ImportMIBXFile(second));
+        QCOMPARE(importer.OIDCount(), 5);
+        QCOMPARE(importer.Duplicates(), 3);
+        QCOMPARE(importer.Errors(), 0);
+        QCOMPARE(events.imported.size(), 5);
+        QCOMPARE(events.imported.at(1).duplicate, false);
+        QCOMPARE(events.imported.at(2).duplicate, true);
+        QCOMPARE(events.imported.at(4).duplicate, true);
+        QCOMPARE(count(m_db->db(), QStringLiteral("Select Count(*) as n From Tree Where MIB='TEST-MIB'")), 2);
+        const QVariantMap a1 = m_db->db().select(QStringLiteral("Select * From Tree Where Name='a1'")).value(0).toMap();
+        QCOMPARE(a1.value(QStringLiteral("OID")).toString(), QStringLiteral("1.3.6.1.4.1.78"));
+        QCOMPARE(a1.value(QStringLiteral("Primary")).toInt(), 0);
+        // The same (name, value) pair has its label replaced, not a second row.
+        const QVariantList enums = m_db->db().select(QStringLiteral("Select * From Enums Where Name='a1'"));
+        QCOMPARE(enums.size(), 1);
+        QCOMPARE(enums.at(0).toMap().value(QStringLiteral("Enum")).toString(), QStringLiteral("enabled"));
+    }
+
+    void convertOID_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<bool>("ok");
+        QTest::addColumn<QString>("result");
+        QTest::newRow("numeric") << "1.3.6.1.2.1" << true << "1.3.6.1.2.1";
+        QTest::newRow("internet prefix") << "internet.4.1.9" << true << "1.3.6.1.4.1.9";
+        QTest::newRow("well-known names append their whole OID") << "iso.org.dod" << true << "1.1.3.1.3.6";
+        QTest::newRow("name with number") << "iso(1).org(3).6" << true << "1.3.6";
+        QTest::newRow("positions 12 and 14 pass the test") << "enterprises(1).4" << true << "1.4";
+        QTest::newRow("descriptor from the database") << "sysName.0" << true << "1.3.6.1.2.1.1.5.0";
+        QTest::newRow("descriptor in another case") << "SYSNAME" << true << "1.3.6.1.2.1.1.5";
+        QTest::newRow("five-letter name fails the bitwise test") << "mgmtx(2).1" << false << "";
+        QTest::newRow("unknown stops at once") << "1.3.nowhere.4" << false << "1.3";
+        QTest::newRow("empty component") << "1..3" << false << "1";
+        QTest::newRow("hex number stays as written") << "1.&H1F" << true << "1.&H1F";
+    }
+    void convertOID()
+    {
+        QFETCH(QString, text);
+        QFETCH(bool, ok);
+        ImportMIBX importer;
+        Recorder events(&importer);
+        QString result;
+        QCOMPARE(importer.ConvertOID(text, result), ok);
+        QTEST(result, "result");
+        QCOMPARE(int(events.errors.size()), ok ? 0 : 1);
+        QCOMPARE(importer.Errors(), ok ? 0 : 1);
+    }
+
+    void codes_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<int>("access");
+        QTest::addColumn<int>("status");
+        QTest::newRow("read-only") << "READ-ONLY" << 1 << 0;
+        QTest::newRow("read-write") << "read-write" << 2 << 0;
+        QTest::newRow("read-create shares 2") << "read-create" << 2 << 0;
+        QTest::newRow("write-only") << "Write-Only" << 3 << 0;
+        QTest::newRow("not-accessible") << "NOT-ACCESSIBLE" << 4 << 0;
+        QTest::newRow("accessible-for-notify") << "ACCESSIBLE-FOR-NOTIFY" << 0 << 0;
+        QTest::newRow("mandatory") << "mandatory" << 0 << 1;
+        QTest::newRow("optional") << "OPTIONAL" << 0 << 2;
+        QTest::newRow("obsolete") << "obsolete" << 0 << 3;
+        QTest::newRow("deprecated") << "DEPRECATED" << 0 << 4;
+        QTest::newRow("current is 5") << "current" << 0 << 5;
+        QTest::newRow("empty") << "" << 0 << 0;
+        QTest::newRow("padded text is unknown") << " current" << 0 << 0;
+    }
+    void codes()
+    {
+        QFETCH(QString, text);
+        QTEST(ImportMIBX::accessCode(text), "access");
+        QTEST(ImportMIBX::statusCode(text), "status");
+    }
+
+    void dates_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QDateTime>("expected");
+        const QDateTime noon(QDate(2024, 5, 1), QTime(12, 30));
+        QTest::newRow("ISO") << "2024-05-01T12:30:00" << noon;
+        QTest::newRow("ISO with zone keeps the clock") << "2024-05-01T12:30:00Z" << noon;
+        QTest::newRow("ISO with blank") << "2024-05-01 12:30:00" << noon;
+        QTest::newRow("SMI four-digit year") << "202405011230Z" << noon;
+        QTest::newRow("SMI two-digit year") << "9905011230Z" << QDateTime(QDate(1999, 5, 1), QTime(12, 30));
+        QTest::newRow("US") << "5/1/2024 12:30:00 PM" << noon;
+        QTest::newRow("date only") << "2024-05-01" << QDateTime(QDate(2024, 5, 1), QTime(0, 0));
+        QTest::newRow("RFC 2822") << "Wed, 01 May 2024 12:30:00 +0000" << noon;
+        QTest::newRow("day month name") << "1 May 2024" << QDateTime(QDate(2024, 5, 1), QTime(0, 0));
+        QTest::newRow("not a date") << "yesterday" << QDateTime();
+        QTest::newRow("month 13") << "2024-13-01" << QDateTime();
+    }
+    void dates()
+    {
+        QFETCH(QString, text);
+        QFETCH(QDateTime, expected);
+        if (!expected.isValid()) {
+            QVERIFY_THROWS_EXCEPTION(QXMibError, ImportMIBX::convertDate(text));
+            return;
+        }
+        QCOMPARE(ImportMIBX::convertDate(text), expected);
+    }
+
+    // A bad date is a runtime error of the call, after the tree rows were written.
+    void badCompiledDateThrowsAfterTree()
+    {
+        QByteArray content = mibx("<d1><OID>1.3.6.1.4.1.5</OID></d1>");
+        content.replace("2024-05-01T10:00:00", "someday");
+        ImportMIBX importer;
+        QVERIFY_THROWS_EXCEPTION(QXMibError, importer.ImportMIBXFile(write(content)));
+        QCOMPARE(count(m_db->db(), QStringLiteral("Select Count(*) as n From Tree Where Name='d1'")), 1);
+        QCOMPARE(count(m_db->db(), QStringLiteral("Select Count(*) as n From MIBs Where Name='TEST-MIB'")), 0);
+    }
+
+    // What a file holds never reaches the database as SQL: a quote fails the
+    // call, rows written before stay whole and nothing that was there is lost.
+    void hostileValues_data()
+    {
+        QTest::addColumn<QByteArray>("content");
+        QTest::addColumn<int>("rowsKept");
+        QTest::newRow("quote in module name")
+            << QByteArray(head).replace("TEST-MIB", "X' OR '1'='1") + "<TREE><q1><OID>1.3.6.1.4.1.5</OID></q1></TREE></MIBX>"
+            << 0;
+        QTest::newRow("quote in OID text") << mibx("<q1><OID>1.3.6.1.4.1.5</OID></q1><q2><OID>x';DROP TABLE Tree;--.1</OID></q2>")
+                                           << 1;
+        QTest::newRow("quote in enumeration value text")
+            << mibx("<q1><OID>1.3.6.1.4.1.5</OID></q1><q2><OID>1.3.6.1.4.1.6</OID><ENUMS><a>1'</a></ENUMS></q2>") << 2;
+        QTest::newRow("OID without a dot") << mibx("<q1><OID>1.3.6.1.4.1.5</OID></q1><q2><OID>7</OID></q2>") << 1;
+        QTest::newRow("index beyond 32 bits") << mibx("<q1><OID>1.3.6.1.4.1.5</OID></q1><q2><OID>1.99999999999</OID></q2>")
+                                              << 1;
+    }
+    void hostileValues()
+    {
+        QFETCH(QByteArray, content);
+        QFETCH(int, rowsKept);
+        const int before = count(m_db->db(), QStringLiteral("Select Count(*) as n From Tree"));
+        ImportMIBX importer;
+        bool thrown = false;
+        try {
+            importer.ImportMIBXFile(write(content));
+        } catch (const QXMibError &) {
+            thrown = true;
+        }
+        QVERIFY(thrown || rowsKept == 2);
+        QCOMPARE(count(m_db->db(), QStringLiteral("Select Count(*) as n From Tree")), before + rowsKept);
+        QCOMPARE(count(m_db->db(), QStringLiteral("Select Count(*) as n From Tree Where Name='sysName'")), 1);
+    }
+
+    void largeFile()
+    {
+        const int objects = 100000;
+        QByteArray tree;
+        tree.reserve(objects * 80);
+        for (int i = 1; i <= objects; ++i) {
+            const QByteArray n = QByteArray::number(i);
+            tree += "<big" + n + "><OID>1.3.6.1.4.1.424242." + n + "</OID><SYNTAX>Counter32</SYNTAX></big" + n + ">\n";
+        }
+        ImportMIBX importer;
+        QVERIFY(importer.ImportMIBXFile(write(mibx(tree))));
+        QCOMPARE(importer.OIDCount(), objects);
+        QCOMPARE(importer.Errors(), 0);
+        QCOMPARE(count(m_db->db(), QStringLiteral("Select Count(*) as n From Tree Where MIB='TEST-MIB' AND TypeI=65")),
+                 objects);
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_ImportMIBX)
+#include "tst_importmibx.moc"
