@@ -3,41 +3,33 @@
 #include "core/qxmiboid.h"
 #include "fixturedatabase.h"
 
+#include <QProcess>
 #include <QTest>
 
-Q_DECLARE_METATYPE(StyledText)
 Q_DECLARE_METATYPE(DetailsLayout::Fields)
 
 namespace {
 
 using L = DetailsLayout;
 
-StyledText pieces(std::initializer_list<std::pair<L::Style, const char *>> list)
+// Pieces written as "|" + style letter + text, CR LF as "\n": the style letters are
+// T tree title, C tree caption, t control title, H head caption, V head value,
+// c control caption, P plain; "?" marks a piece in none of the styles.
+QString notation(const StyledText &text)
 {
-    StyledText t;
-    for (const auto &p : list)
-        L::append(t, p.first, QString::fromUtf8(p.second));
-    return t;
-}
-
-// The pieces one per line, so that a failing comparison shows where the layouts part.
-QString dump(const StyledText &t)
-{
+    static const char letters[] = "TCtHVcP";
     QString out;
-    for (const StyledText::Piece &p : t.pieces()) {
-        QString text = p.text;
-        text.replace(QStringLiteral("\r\n"), QStringLiteral("<CRLF>")).replace(u'\t', QStringLiteral("<TAB>"));
-        out += QStringLiteral("%1 %2pt%3%4 [%5]\n")
-                   .arg(p.colour.name())
-                   .arg(p.size)
-                   .arg(p.bold ? QStringLiteral(" bold") : QString())
-                   .arg(p.emphasis ? QStringLiteral(" emph") : QString())
-                   .arg(text);
+    for (const StyledText::Piece &p : text.pieces()) {
+        QChar letter = u'?';
+        for (int s = L::TreeTitle; s <= L::Plain; ++s)
+            if (L::styled(L::Style(s), QString()).sameStyle(p))
+                letter = QLatin1Char(letters[s]);
+        out += u'|' + letter + QString(p.text).replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
     }
     return out;
 }
 
-L::Fields sysName()
+L::Fields sysName(const QString &enumList = QString())
 {
     L::Fields f;
     f.fullName = QStringLiteral("SNMPv2-MIB:sysName.0");
@@ -48,17 +40,21 @@ L::Fields sysName()
     f.description = QStringLiteral("The sysName object.");
     f.mib = QStringLiteral("SNMPv2-MIB");
     f.name = QStringLiteral("sysName.0");
-    f.longName = QStringLiteral("iso.org.dod.internet.mgmt.mib-2.system.sysName.0");
+    f.longName = QStringLiteral("iso.org.sysName.0");
+    if (!enumList.isEmpty())
+        f.enumerated = QStringLiteral("someValues");
+    f.enumList = enumList;
     return f;
 }
 
-L::Fields enumerated(const QString &list)
-{
-    L::Fields f = sysName();
-    f.enumerated = QStringLiteral("ifAdminStatus");
-    f.enumList = list;
-    return f;
-}
+const QString treeHead = QStringLiteral("|TSNMPv2-MIB:sysName.0\n\n|COID \t|P1.3.6.1.2.1.1.5.0\n|CType \t|PDisplayString\n");
+const QString treeUnits = QStringLiteral("|CUnits \t|P\n");
+const QString treeTail = QStringLiteral("|CAccess \t|Pread-write\n|CStatus \t|Pmandatory\n|P\nThe sysName object.\n");
+const QString possible = QStringLiteral("|P\nPossible Values :\n");
+const QString controlHead = QStringLiteral(
+    "|HMIB \t|VSNMPv2-MIB\n|HName \t|VsysName.0\n|P\n|Piso.org.sysName.0\n\n|cOID \t|P1.3.6.1.2.1.1.5.0\n"
+    "|cType \t|PDisplayString\n|cUnits \t|P\n|cAccess \t|Pread-write\n|cStatus \t|Pmandatory\n");
+const QString description = QStringLiteral("|P\nThe sysName object.\n");
 
 } // namespace
 
@@ -67,7 +63,6 @@ class tst_DetailsLayout : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void styles_data();
     void styles();
     void treeLayout_data();
     void treeLayout();
@@ -75,90 +70,47 @@ private Q_SLOTS:
     void controlLayout();
     void fromDatabase_data();
     void fromDatabase();
+    void commandLine_data();
+    void commandLine();
 };
-
-void tst_DetailsLayout::styles_data()
-{
-    QTest::addColumn<int>("style");
-    QTest::addColumn<QColor>("colour");
-    QTest::addColumn<int>("size");
-    QTest::addColumn<bool>("bold");
-    QTest::addColumn<bool>("emphasis");
-
-    QTest::newRow("tree title") << int(L::TreeTitle) << QColor(64, 128, 64) << 10 << true << true;
-    QTest::newRow("tree caption") << int(L::TreeCaption) << QColor(64, 64, 255) << 8 << true << false;
-    QTest::newRow("control title") << int(L::ControlTitle) << QColor(0, 0, 255) << 10 << true << false;
-    QTest::newRow("control head caption") << int(L::ControlHeadCaption) << QColor(64, 64, 128) << 10 << true << false;
-    QTest::newRow("control head value") << int(L::ControlHeadValue) << QColor(0, 128, 0) << 10 << true << false;
-    QTest::newRow("control caption") << int(L::ControlCaption) << QColor(64, 64, 128) << 8 << true << false;
-    QTest::newRow("plain") << int(L::Plain) << QColor(0, 0, 0) << 8 << false << false;
-}
 
 void tst_DetailsLayout::styles()
 {
-    QFETCH(int, style);
-    QFETCH(QColor, colour);
-    QFETCH(int, size);
-    QFETCH(bool, bold);
-    QFETCH(bool, emphasis);
-    const StyledText::Piece p = L::styled(L::Style(style), QStringLiteral("x"));
-    QCOMPARE(p.colour, colour);
-    QCOMPARE(p.size, size);
-    QCOMPARE(p.bold, bold);
-    QCOMPARE(p.emphasis, emphasis);
+    QStringList looks;
+    for (int s = L::TreeTitle; s <= L::Plain; ++s) {
+        const StyledText::Piece p = L::styled(L::Style(s), QString());
+        looks << QStringLiteral("%1 %2%3%4").arg(p.colour.name()).arg(p.size).arg(p.bold ? " bold" : "").arg(p.emphasis ? " emphasis" : "");
+    }
+    QCOMPARE(looks, QStringList({QStringLiteral("#408040 10 bold emphasis"), QStringLiteral("#4040ff 8 bold"),
+                                 QStringLiteral("#0000ff 10 bold"), QStringLiteral("#404080 10 bold"),
+                                 QStringLiteral("#008000 10 bold"), QStringLiteral("#404080 8 bold"),
+                                 QStringLiteral("#000000 8")}));
 }
 
 void tst_DetailsLayout::treeLayout_data()
 {
     QTest::addColumn<L::Fields>("fields");
     QTest::addColumn<bool>("shortLayout");
-    QTest::addColumn<StyledText>("expected");
+    QTest::addColumn<QString>("expected");
 
-    const StyledText head = pieces({{L::TreeTitle, "SNMPv2-MIB:sysName.0\r\n\r\n"},
-                                    {L::TreeCaption, "OID \t"},
-                                    {L::Plain, "1.3.6.1.2.1.1.5.0\r\n"},
-                                    {L::TreeCaption, "Type \t"},
-                                    {L::Plain, "DisplayString\r\n"}});
-    const StyledText tail = pieces({{L::TreeCaption, "Access \t"},
-                                    {L::Plain, "read-write\r\n"},
-                                    {L::TreeCaption, "Status \t"},
-                                    {L::Plain, "mandatory\r\n"},
-                                    {L::Plain, "\r\nThe sysName object.\r\n"}});
-    StyledText full = head;
-    full.append(pieces({{L::TreeCaption, "Units \t"}, {L::Plain, "\r\n"}}));
-    full.append(tail);
-    StyledText shortened = head;
-    shortened.append(tail);
-
-    QTest::newRow("no enumeration, empty units still get a line") << sysName() << false << full;
-    QTest::newRow("short layout has no units row") << sysName() << true << shortened;
-
-    StyledText withValues = full;
-    withValues.append(pieces({{L::Plain, "\r\nPossible Values :\r\n"},
-                              {L::Plain, "    up(1)\r\n"},
-                              {L::Plain, "    down(2)\r\n"},
-                              {L::Plain, "    testing(3)\r\n"}}));
-    QTest::newRow("enumeration, one line per item")
-        << enumerated(QStringLiteral("#1;up(1)|#2;down(2)|#3;testing(3)")) << false << withValues;
-    QTest::newRow("short layout has no possible values")
-        << enumerated(QStringLiteral("#1;up(1)")) << true << shortened;
-
-    StyledText odd = full;
-    odd.append(pieces({{L::Plain, "\r\nPossible Values :\r\n"},
-                       {L::Plain, "    whole item\r\n"},
-                       {L::Plain, "    b;c\r\n"},
-                       {L::Plain, "    \r\n"}}));
-    QTest::newRow("item without semicolon shown whole, only the first one cut")
-        << enumerated(QStringLiteral("whole item|a;b;c|")) << false << odd;
+    QTest::newRow("no enumeration, empty units keep their line")
+        << sysName() << false << treeHead + treeUnits + treeTail;
+    QTest::newRow("enumeration: one indented line per item")
+        << sysName(QStringLiteral("#1;up(1)|#2;down(2)")) << false
+        << treeHead + treeUnits + treeTail + possible + QStringLiteral("|P    up(1)\n|P    down(2)\n");
+    QTest::newRow("item without semicolon whole, cut at the first one only")
+        << sysName(QStringLiteral("whole item|a;b;c")) << false
+        << treeHead + treeUnits + treeTail + possible + QStringLiteral("|P    whole item\n|P    b;c\n");
+    QTest::newRow("short: no units, no possible values")
+        << sysName(QStringLiteral("#1;up(1)")) << true << treeHead + treeTail;
 }
 
 void tst_DetailsLayout::treeLayout()
 {
     QFETCH(L::Fields, fields);
     QFETCH(bool, shortLayout);
-    QFETCH(StyledText, expected);
-    const StyledText got = shortLayout ? L::shortTreeLayout(fields) : L::treeLayout(fields);
-    QCOMPARE(dump(got), dump(expected));
+    QFETCH(QString, expected);
+    QCOMPARE(notation(shortLayout ? L::shortTreeLayout(fields) : L::treeLayout(fields)), expected);
 }
 
 void tst_DetailsLayout::controlLayout_data()
@@ -167,61 +119,21 @@ void tst_DetailsLayout::controlLayout_data()
     QTest::addColumn<QString>("title");
     QTest::addColumn<QString>("raw");
     QTest::addColumn<QString>("parsed");
-    QTest::addColumn<StyledText>("expected");
+    QTest::addColumn<QString>("expected");
 
-    const StyledText head = pieces({{L::ControlHeadCaption, "MIB \t"},
-                                    {L::ControlHeadValue, "SNMPv2-MIB\r\n"},
-                                    {L::ControlHeadCaption, "Name \t"},
-                                    {L::ControlHeadValue, "sysName.0\r\n"},
-                                    {L::Plain, "\r\n"},
-                                    {L::Plain, "iso.org.dod.internet.mgmt.mib-2.system.sysName.0\r\n\r\n"},
-                                    {L::ControlCaption, "OID \t"},
-                                    {L::Plain, "1.3.6.1.2.1.1.5.0\r\n"},
-                                    {L::ControlCaption, "Type \t"},
-                                    {L::Plain, "DisplayString\r\n"},
-                                    {L::ControlCaption, "Units \t"},
-                                    {L::Plain, "\r\n"},
-                                    {L::ControlCaption, "Access \t"},
-                                    {L::Plain, "read-write\r\n"},
-                                    {L::ControlCaption, "Status \t"},
-                                    {L::Plain, "mandatory\r\n"}});
-    const StyledText description = pieces({{L::Plain, "\r\nThe sysName object.\r\n"}});
-    const auto value = [](const char *v) {
-        return pieces({{L::ControlCaption, "Value \t"}, {L::Plain, v}});
-    };
-
-    StyledText plain = head;
-    plain.append(description);
     QTest::newRow("empty title adds no lines, no value no row")
-        << sysName() << QString() << QString() << QString() << plain;
-
-    StyledText titled = pieces({{L::ControlTitle, "Router 1\r\n\r\n"}});
-    titled.append(plain);
-    QTest::newRow("title on top") << sysName() << QStringLiteral("Router 1") << QString() << QString() << titled;
-
-    StyledText raw = head;
-    raw.append(value("0x0a\r\n\r\n"));
-    raw.append(description);
-    QTest::newRow("raw value alone") << sysName() << QString() << QStringLiteral("0x0a") << QString() << raw;
-
-    StyledText parsed = head;
-    parsed.append(value("ten\r\n\r\n"));
-    parsed.append(description);
+        << sysName() << QString() << QString() << QString() << controlHead + description;
+    QTest::newRow("title on top") << sysName() << QStringLiteral("Router 1") << QString() << QString()
+                                  << QStringLiteral("|tRouter 1\n\n") + controlHead + description;
+    QTest::newRow("raw value alone") << sysName() << QString() << QStringLiteral("0x0a") << QString()
+                                     << controlHead + QStringLiteral("|cValue \t|P0x0a\n\n") + description;
     QTest::newRow("parsed value wins over raw")
-        << sysName() << QString() << QStringLiteral("0x0a") << QStringLiteral("ten") << parsed;
-
-    StyledText withValues = head;
-    withValues.append(value("up(1)\r\n\r\n"));
-    withValues.append(description);
-    withValues.append(pieces({{L::Plain, "\r\nPossible Values :\r\n"}, {L::Plain, "    up(1)\r\n"}}));
-    QTest::newRow("possible values after the description")
-        << enumerated(QStringLiteral("#1;up(1)")) << QString() << QString() << QStringLiteral("up(1)") << withValues;
-
-    QTest::newRow("unknown object shows only the title")
-        << L::Fields() << QStringLiteral("T") << QStringLiteral("1") << QStringLiteral("2")
-        << pieces({{L::ControlTitle, "T\r\n\r\n"}});
-    QTest::newRow("unknown object without title shows nothing")
-        << L::Fields() << QString() << QString() << QString() << StyledText();
+        << sysName() << QString() << QStringLiteral("0x0a") << QStringLiteral("ten")
+        << controlHead + QStringLiteral("|cValue \t|Pten\n\n") + description;
+    QTest::newRow("possible values last") << sysName(QStringLiteral("#1;up(1)")) << QString() << QString()
+                                          << QString() << controlHead + description + possible + QStringLiteral("|P    up(1)\n");
+    QTest::newRow("unknown object: the title only")
+        << L::Fields() << QStringLiteral("T") << QStringLiteral("1") << QStringLiteral("2") << QStringLiteral("|tT\n\n");
 }
 
 void tst_DetailsLayout::controlLayout()
@@ -230,8 +142,8 @@ void tst_DetailsLayout::controlLayout()
     QFETCH(QString, title);
     QFETCH(QString, raw);
     QFETCH(QString, parsed);
-    QFETCH(StyledText, expected);
-    QCOMPARE(dump(L::controlLayout(fields, title, raw, parsed)), dump(expected));
+    QFETCH(QString, expected);
+    QCOMPARE(notation(L::controlLayout(fields, title, raw, parsed)), expected);
 }
 
 void tst_DetailsLayout::fromDatabase_data()
@@ -241,24 +153,13 @@ void tst_DetailsLayout::fromDatabase_data()
 
     QTest::newRow("enumerated column instance")
         << QStringLiteral("1.3.6.1.2.1.2.2.1.7.3")
-        << QStringLiteral("IF-MIB:ifAdminStatus.3\r\n\r\n"
-                          "OID \t1.3.6.1.2.1.2.2.1.7.3\r\n"
-                          "Type \tINTEGER\r\n"
-                          "Units \t\r\n"
-                          "Access \tread-write\r\n"
-                          "Status \tmandatory\r\n"
-                          "\r\nThe ifAdminStatus object.\r\n"
-                          "\r\nPossible Values :\r\n"
-                          "    up(1)\r\n    down(2)\r\n    testing(3)\r\n");
-    QTest::newRow("units")
-        << QStringLiteral("1.3.6.1.2.1.2.2.1.4")
-        << QStringLiteral("IF-MIB:ifMtu\r\n\r\n"
-                          "OID \t1.3.6.1.2.1.2.2.1.4\r\n"
-                          "Type \tInteger32\r\n"
-                          "Units \toctets, see the note\r\n"
-                          "Access \tread-only\r\n"
-                          "Status \tmandatory\r\n"
-                          "\r\nThe ifMtu object.\r\n");
+        << QStringLiteral("IF-MIB:ifAdminStatus.3\r\n\r\nOID \t1.3.6.1.2.1.2.2.1.7.3\r\nType \tINTEGER\r\n"
+                          "Units \t\r\nAccess \tread-write\r\nStatus \tmandatory\r\n\r\nThe ifAdminStatus object.\r\n"
+                          "\r\nPossible Values :\r\n    up(1)\r\n    down(2)\r\n    testing(3)\r\n");
+    QTest::newRow("units") << QStringLiteral("1.3.6.1.2.1.2.2.1.4")
+                           << QStringLiteral("IF-MIB:ifMtu\r\n\r\nOID \t1.3.6.1.2.1.2.2.1.4\r\nType \tInteger32\r\n"
+                                             "Units \toctets, see the note\r\nAccess \tread-only\r\n"
+                                             "Status \tmandatory\r\n\r\nThe ifMtu object.\r\n");
     QTest::newRow("not in the database: every row, empty values")
         << QStringLiteral("2.999")
         << QStringLiteral("\r\n\r\nOID \t\r\nType \t\r\nUnits \t\r\nAccess \tunknown\r\nStatus \tunknown\r\n\r\n\r\n");
@@ -274,6 +175,44 @@ void tst_DetailsLayout::fromDatabase()
     QXMibOID record;
     record.setOID(oid);
     QCOMPARE(L::treeLayout(record).toPlainText(), plain);
+}
+
+void tst_DetailsLayout::commandLine_data()
+{
+    QTest::addColumn<QStringList>("args");
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QString>("start");
+    QTest::addColumn<QString>("contains");
+
+    QTest::newRow("text, LF line ends") << QStringList{QStringLiteral("ifAdminStatus.3")} << 0
+                                        << QStringLiteral("IF-MIB:ifAdminStatus.3\n\nOID \t1.3.6.1.2.1.2.2.1.7.3\n")
+                                        << QStringLiteral("\n    testing(3)\n");
+    QTest::newRow("rtf") << QStringList{QStringLiteral("--rtf"), QStringLiteral("ifAdminStatus")} << 0
+                         << QStringLiteral("{\\rtf1") << QStringLiteral("\\cf1\\b\\ul\\fs20 IF-MIB:ifAdminStatus\\par");
+    QTest::newRow("short html") << QStringList{QStringLiteral("--html"), QStringLiteral("--short"), QStringLiteral("ifMtu")}
+                                << 0 << QStringLiteral("<!DOCTYPE html>") << QStringLiteral("color:#4040ff");
+    QTest::newRow("unknown object") << QStringList{QStringLiteral("noSuchThing")} << 1 << QString() << QString();
+}
+
+void tst_DetailsLayout::commandLine()
+{
+    QFETCH(QStringList, args);
+    QFETCH(int, exitCode);
+    QFETCH(QString, start);
+    QFETCH(QString, contains);
+    const QString qxmib = qEnvironmentVariable("QXMIB_BINARY_DIR") + QStringLiteral("/bin/qxmib");
+    if (!QFile::exists(qxmib))
+        QSKIP("qxmib is not built");
+    FixtureDatabase fixture;
+    fixture.addStandardObjects();
+    QProcess process;
+    process.start(qxmib, QStringList{QStringLiteral("--db"), fixture.path(), QStringLiteral("details")} + args);
+    QVERIFY(process.waitForFinished(20000));
+    QCOMPARE(process.exitCode(), exitCode);
+    const QString out = QString::fromUtf8(process.readAllStandardOutput());
+    QVERIFY2(out.startsWith(start), qPrintable(out));
+    QVERIFY2(out.contains(contains), qPrintable(out));
+    QVERIFY(!out.contains(u'\r') || args.contains(QStringLiteral("--rtf")));
 }
 
 QTEST_MAIN(tst_DetailsLayout)

@@ -10,7 +10,6 @@
 #include <QAction>
 #include <QApplication>
 #include <QClipboard>
-#include <QMenu>
 #include <QMetaProperty>
 #include <QMimeData>
 #include <QProcess>
@@ -48,7 +47,6 @@ private Q_SLOTS:
     void copy_data();
     void copy();
     void printToPdf();
-    void popupMenu();
     void form();
     void sharedFormFromRecord();
 
@@ -226,21 +224,6 @@ void tst_OIDDetails::printToPdf()
         QVERIFY2(text.contains(QLatin1String(expected)), qPrintable(QLatin1String(expected) + u'\n' + text));
     // The heading comes before the details.
     QVERIFY(text.indexOf(QLatin1String("Tarnbrooke")) < text.indexOf(QLatin1String("MIB ")));
-}
-
-void tst_OIDDetails::popupMenu()
-{
-    OIDDetails details;
-    details.resize(300, 200);
-    details.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&details));
-    auto *box = details.findChild<QTextEdit *>(QStringLiteral("Details"));
-    Q_EMIT box->customContextMenuRequested(QPoint(10, 10));
-    auto *menu = details.findChild<QMenu *>();
-    QVERIFY(menu);
-    QTRY_VERIFY(menu->isVisible());
-    QVERIFY(menu->actions().contains(details.findChild<QAction *>(QStringLiteral("CopyPopup"))));
-    menu->hide();
 }
 
 void tst_OIDDetails::form()
