@@ -18,10 +18,13 @@ namespace {
 
 // libsmi reports problems through one C callback with no user pointer.
 QList<MibCompiler::Problem> *collectedProblems = nullptr;
+QSet<QString> *filesWithSyntaxErrors = nullptr;
 int collectLevel = 2;
 
 extern "C" void collectProblem(char *path, int line, int severity, char *msg, char * /*tag*/)
 {
+    if (filesWithSyntaxErrors != nullptr && msg != nullptr && qstrncmp(msg, "syntax error", 12) == 0)
+        filesWithSyntaxErrors->insert(QString::fromLocal8Bit(path != nullptr ? path : ""));
     if (collectedProblems == nullptr || severity > collectLevel)
         return;
     MibCompiler::Problem p;
@@ -467,11 +470,14 @@ MibCompiler::Result MibCompiler::compile(const QStringList &files, const QString
         path += u':' + QString::fromLocal8Bit(defaultPath);
     free(defaultPath);
     smiSetPath(path.toLocal8Bit().constData());
-    smiSetErrorLevel(m_errorLevel);
-    smiSetFlags(smiGetFlags() & ~SMI_FLAG_NODESCR);
+    // Syntax errors (severity 1) are always seen: they decide whether a module is written.
+    smiSetErrorLevel(std::max(m_errorLevel, 1));
+    smiSetFlags((smiGetFlags() & ~SMI_FLAG_NODESCR) | SMI_FLAG_ERRORS);
     collectLevel = m_errorLevel;
     QList<Problem> problems;
     collectedProblems = &problems;
+    QSet<QString> brokenFiles;
+    filesWithSyntaxErrors = &brokenFiles;
     smiSetErrorHandler(collectProblem);
 
     QHash<QString, ModuleWriter *> writers;
@@ -481,7 +487,9 @@ MibCompiler::Result MibCompiler::compile(const QStringList &files, const QString
         // Loading by module name lets libsmi reuse a module already loaded as an import.
         char *loaded = smiLoadModule(module.toLatin1().constData());
         SmiModule *m = loaded != nullptr ? smiGetModule(loaded) : nullptr;
-        if (m == nullptr) {
+        // After a syntax error libsmi keeps a half-built module whose node list
+        // cannot be walked safely; such a module is reported and left out.
+        if (m == nullptr || brokenFiles.contains(fromC(m->path))) {
             result.failedFiles.append(file);
             continue;
         }
@@ -502,7 +510,7 @@ MibCompiler::Result MibCompiler::compile(const QStringList &files, const QString
     }
 
     collectedProblems = nullptr;
-    smiSetErrorHandler(nullptr);
+    filesWithSyntaxErrors = nullptr;
     smiExit();
 
     // Problems name the real source files, not the links.
