@@ -111,7 +111,6 @@ public:
             const QChar c = m_in.at(m_pos++);
             if (c == u'{') {
                 m_stack.push_back(m_stack.back());
-                m_groupStart = true;
                 continue;
             }
             if (c == u'}') {
@@ -119,15 +118,12 @@ public:
                     m_inColourTable = false;
                 if (m_stack.size() > 1)
                     m_stack.pop_back();
-                m_groupStart = false;
                 continue;
             }
             if (c == u'\\') {
                 controlSymbolOrWord();
-                m_groupStart = false;
                 continue;
             }
-            m_groupStart = false;
             if (isBreak(c))
                 continue; // line breaks in the source are not text
             if (m_inColourTable) {
@@ -299,7 +295,6 @@ private:
     const QString &m_in;
     qsizetype m_pos = 0;
     std::vector<RtfState> m_stack;
-    bool m_groupStart = false;
     bool m_inColourTable = false;
     size_t m_colourTableDepth = 0;
     QList<QColor> m_colours;

@@ -1,6 +1,13 @@
 #include "trees/detailslayout.h"
 
+#include "core/exportengine.h"
 #include "core/qxmiboid.h"
+
+#include "qxmibtree_version.h"
+
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QMimeData>
 
 namespace {
 
@@ -146,4 +153,36 @@ StyledText DetailsLayout::controlLayout(const Fields &fields, const QString &tit
     appendDescription(text, fields);
     appendPossibleValues(text, fields);
     return text;
+}
+
+void DetailsLayout::copyToClipboard(const StyledText &shown, qsizetype selectionStart, qsizetype selectionEnd)
+{
+    QClipboard *clipboard = QGuiApplication::clipboard();
+    if (clipboard == nullptr)
+        return;
+    clipboard->clear();
+    const StyledText copied =
+        selectionStart != selectionEnd ? shown.documentSlice(selectionStart, selectionEnd) : shown;
+    auto *mime = new QMimeData;
+    mime->setText(copied.toPlainText());
+    mime->setHtml(copied.toHtml());
+    const QByteArray rtf = copied.toRtf().toLatin1(); // the writer escapes everything beyond ASCII
+    mime->setData(QStringLiteral("text/rtf"), rtf);
+    mime->setData(QStringLiteral("application/rtf"), rtf);
+    clipboard->setMimeData(mime);
+}
+
+void DetailsLayout::print(const QString &rtf, const QString &title)
+{
+    ExportEngine::PrintRichText(rtf, programName(), programVersion(), title);
+}
+
+QString DetailsLayout::programName()
+{
+    return QStringLiteral("Tarnbrooke MIB Browser");
+}
+
+QString DetailsLayout::programVersion()
+{
+    return QStringLiteral("Version %1.%2.%3").arg(QXMIB_VERSION_MAJOR).arg(QXMIB_VERSION_MINOR).arg(QXMIB_VERSION_REVISION);
 }

@@ -62,4 +62,14 @@ public:
 
     // The "Possible Values :" block; nothing when the object is not enumerated.
     static void appendPossibleValues(StyledText &text, const Fields &fields);
+
+    // What every details pane's Copy does: empties the clipboard, then puts the shown text
+    // between two document positions (everything when they are equal) on it as plain
+    // text, RTF and HTML.
+    static void copyToClipboard(const StyledText &shown, qsizetype selectionStart = 0, qsizetype selectionEnd = 0);
+    // What every details pane's Print does: the RTF under the program's name and version.
+    static void print(const QString &rtf, const QString &title);
+    static QString programName();
+    // "Version " + major.minor.revision
+    static QString programVersion();
 };

@@ -1,6 +1,5 @@
 #include "trees/oiddetails.h"
 
-#include "core/exportengine.h"
 #include "core/messagesink.h"
 #include "core/objectfactory.h"
 #include "core/qxmiberror.h"
@@ -8,13 +7,8 @@
 #include "core/styledtext.h"
 #include "trees/detailslayout.h"
 
-#include "qxmibtree_version.h"
-
 #include <QAction>
-#include <QClipboard>
-#include <QGuiApplication>
 #include <QMenu>
-#include <QMimeData>
 #include <QTextCursor>
 #include <QTextEdit>
 #include <QVBoxLayout>
@@ -52,13 +46,6 @@ public:
 };
 
 namespace {
-
-const char *const programName = "Tarnbrooke MIB Browser";
-
-QString programVersion()
-{
-    return QStringLiteral("Version %1.%2.%3").arg(QXMIB_VERSION_MAJOR).arg(QXMIB_VERSION_MINOR).arg(QXMIB_VERSION_REVISION);
-}
 
 QTextEdit *makeBox(QWidget *parent, const QString &name)
 {
@@ -173,27 +160,13 @@ void OIDDetails::Refresh()
 
 void OIDDetails::CopyToClipboard()
 {
-    QClipboard *clipboard = QGuiApplication::clipboard();
-    if (clipboard == nullptr)
-        return;
-    clipboard->clear();
     const QTextCursor cursor = d->details->textCursor();
-    const StyledText copied = cursor.hasSelection()
-                                  ? d->composed.documentSlice(cursor.selectionStart(), cursor.selectionEnd())
-                                  : d->composed;
-    auto *mime = new QMimeData;
-    mime->setText(copied.toPlainText());
-    mime->setHtml(copied.toHtml());
-    const QByteArray rtf = copied.toRtf().toLatin1(); // the writer escapes everything beyond ASCII
-    mime->setData(QStringLiteral("text/rtf"), rtf);
-    mime->setData(QStringLiteral("application/rtf"), rtf);
-    clipboard->setMimeData(mime);
+    DetailsLayout::copyToClipboard(d->composed, cursor.selectionStart(), cursor.selectionEnd());
 }
 
 void OIDDetails::PrintPopup_Click()
 {
-    const QString title = d->record ? d->record->FullName() : QString();
-    ExportEngine::PrintRichText(RTF(), QLatin1String(programName), programVersion(), title);
+    DetailsLayout::print(RTF(), d->record ? d->record->FullName() : QString());
 }
 
 void OIDDetails::AddMessage(const QString &text, const QColor &colour, bool bold, int size, bool emphasis)
