@@ -112,6 +112,8 @@ double bareLookups(const QString &path, const QStringList &bases)
 {
     sqlite3 *db = nullptr;
     sqlite3_open_v2(path.toUtf8().constData(), &db, SQLITE_OPEN_READONLY, nullptr);
+    // The same connection settings as the component's.
+    sqlite3_exec(db, "PRAGMA mmap_size=1073741824", nullptr, nullptr, nullptr);
     sqlite3_stmt *stmt = nullptr;
     sqlite3_prepare_v2(db, "SELECT * FROM Tree WHERE OID = ? AND \"Primary\" = -1", -1, &stmt, nullptr);
     QVector<QByteArray> keys;

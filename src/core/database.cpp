@@ -112,7 +112,7 @@ void DatabasePrivate::bind(sqlite3_stmt *stmt, const JetDialect::Parameters &par
         switch (p.kind) {
         case JetDialect::Parameter::Kind::Text:
             // The parameters outlive the statement's use (the caller keeps them until reset).
-            sqlite3_bind_text16(stmt, i + 1, p.text.utf16(), int(p.text.size() * 2), SQLITE_STATIC);
+            sqlite3_bind_text(stmt, i + 1, p.utf8.constData(), int(p.utf8.size()), SQLITE_STATIC);
             break;
         case JetDialect::Parameter::Kind::Integer:
             sqlite3_bind_int64(stmt, i + 1, p.integer);
@@ -187,9 +187,8 @@ QVariant DatabasePrivate::columnValue(sqlite3_stmt *stmt, int column)
     case SQLITE_FLOAT:
         return QVariant(sqlite3_column_double(stmt, column));
     case SQLITE_TEXT: {
-        const void *text = sqlite3_column_text16(stmt, column);
-        const int bytes = sqlite3_column_bytes16(stmt, column);
-        return QVariant(QString(reinterpret_cast<const QChar *>(text), bytes / 2));
+        const char *text = reinterpret_cast<const char *>(sqlite3_column_text(stmt, column));
+        return QVariant(QString::fromUtf8(text, sqlite3_column_bytes(stmt, column)));
     }
     case SQLITE_BLOB: {
         const void *blob = sqlite3_column_blob(stmt, column);
@@ -233,8 +232,10 @@ void Database::open(const QString &path, OpenMode mode)
     // WAL: every committed row is in the log at once and readers in other
     // processes never wait for a writer. NORMAL sync keeps commits atomic and
     // survives a crash of the process; only a power cut may lose the last ones.
+    // Look-ups read the file through a memory map instead of a read call per page.
     char *err = nullptr;
-    rc = sqlite3_exec(db, "PRAGMA journal_mode=WAL; PRAGMA synchronous=NORMAL;", nullptr, nullptr, &err);
+    rc = sqlite3_exec(db, "PRAGMA journal_mode=WAL; PRAGMA synchronous=NORMAL; PRAGMA mmap_size=1073741824;", nullptr,
+                      nullptr, &err);
     if (rc != SQLITE_OK && rc != SQLITE_READONLY) {
         const QString message = QString::fromUtf8(err != nullptr ? err : sqlite3_errstr(rc));
         sqlite3_free(err);

@@ -2,6 +2,9 @@
 
 #include "qxmiberror.h"
 
+#include <QHash>
+#include <QVarLengthArray>
+
 namespace JetDialect {
 namespace {
 
@@ -144,7 +147,104 @@ void appendQuotedName(QByteArray &out, const QString &name)
 
 } // namespace
 
+Statement translateFull(const QString &jet, bool withRowid);
+
+namespace {
+
+// Statements built by concatenation differ only in their quoted values. The text
+// with every literal's content taken out is the statement's shape: it is
+// translated once, and later statements of that shape only fill in their values.
+struct Shape
+{
+    Statement statement;
+    QVarLengthArray<int, 4> textSlots; // parameter index of each literal, in order
+};
+
+constexpr int MaxShapes = 512;
+
+// Splits jet into its shape and its literals; false for text the full translation must judge.
+bool splitShape(const QString &jet, bool withRowid, QString *shape, QVarLengthArray<QString, 4> *literals)
+{
+    const QChar *p = jet.constData();
+    const qsizetype n = jet.size();
+    shape->reserve(n + 1);
+    shape->append(withRowid ? u'R' : u'r');
+    qsizetype run = 0; // start of the text not yet copied
+    for (qsizetype i = 0; i < n; ++i) {
+        const char16_t c = p[i].unicode();
+        if (c == u'[') {
+            while (i < n && p[i] != u']')
+                ++i;
+            if (i >= n)
+                return false;
+        } else if (c == u'"' || c == u'\'') {
+            shape->append(QStringView(p + run, i - run + 1));
+            shape->append(QChar(1));
+            const qsizetype start = i + 1;
+            qsizetype j = start;
+            bool doubled = false;
+            for (;; ++j) {
+                if (j >= n)
+                    return false;
+                if (p[j] == c) {
+                    if (j + 1 < n && p[j + 1] == c) {
+                        doubled = true;
+                        ++j;
+                        continue;
+                    }
+                    break;
+                }
+            }
+            QString content(p + start, j - start);
+            if (doubled)
+                content.replace(QString(2, QChar(c)), QString(QChar(c)));
+            literals->append(content);
+            i = j;
+            run = j; // the closing quote goes with the next run
+        }
+    }
+    shape->append(QStringView(p + run, n - run));
+    return true;
+}
+
+} // namespace
+
 Statement translate(const QString &jet, bool withRowid)
+{
+    thread_local QHash<QString, Shape> shapes;
+    QString key;
+    QVarLengthArray<QString, 4> literals;
+    if (!splitShape(jet, withRowid, &key, &literals))
+        return translateFull(jet, withRowid);
+    auto it = shapes.constFind(key);
+    if (it != shapes.constEnd()) {
+        Statement st = it->statement;
+        for (int i = 0; i < it->textSlots.size(); ++i) {
+            Parameter &p = st.parameters[it->textSlots.at(i)];
+            p.text = literals.at(i);
+            p.utf8 = p.text.toUtf8();
+        }
+        return st;
+    }
+    Statement st = translateFull(jet, withRowid);
+    Shape shape;
+    shape.statement = st;
+    for (int i = 0; i < st.parameters.size(); ++i) {
+        if (st.parameters.at(i).kind == Parameter::Kind::Text) {
+            shape.textSlots.append(i);
+            shape.statement.parameters[i].text.clear();
+            shape.statement.parameters[i].utf8.clear();
+        }
+    }
+    if (shape.textSlots.size() == literals.size()) {
+        if (shapes.size() >= MaxShapes)
+            shapes.clear();
+        shapes.insert(key, shape);
+    }
+    return st;
+}
+
+Statement translateFull(const QString &jet, bool withRowid)
 {
     Statement st;
     st.sql.reserve(jet.size() + 16);
@@ -233,6 +333,7 @@ Statement translate(const QString &jet, bool withRowid)
             Parameter p;
             p.kind = Parameter::Kind::Text;
             p.text = t.text;
+            p.utf8 = t.text.toUtf8();
             st.parameters.append(p);
             break;
         }

@@ -16,6 +16,7 @@ struct Parameter
     enum class Kind : std::uint8_t { Text, Integer, Real };
     Kind kind = Kind::Text;
     QString text;
+    QByteArray utf8; // text as SQLite stores it, bound without a copy
     qint64 integer = 0;
     double real = 0.0;
 };

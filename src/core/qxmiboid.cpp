@@ -108,6 +108,23 @@ void QXMibOID::setOID(const QString &oid)
         d->suffix = QStringLiteral(".0");
         s.chop(2);
     }
+    if (s.isEmpty())
+        return;
+    // The longest primary definition that prefixes s is, if any, the greatest
+    // primary OID not above s: one index probe answers the usual case. When that
+    // row is no prefix of s, the arcs are stripped one at a time from the right.
+    {
+        Recordset probe(d->db(), QStringLiteral("Select TOP 1 * from Tree WHERE OID <= ") + Globals::dq(s)
+                                     + QStringLiteral(" AND Primary=TRUE ORDER BY OID DESC"));
+        if (!probe.eof()) {
+            const QString found = probe.text(QStringLiteral("OID"));
+            if (!found.isEmpty() && s.startsWith(found) && (found.size() == s.size() || s.at(found.size()) == u'.')) {
+                d->suffix = given.mid(found.size());
+                d->load(probe);
+                return;
+            }
+        }
+    }
     while (!s.isEmpty()) {
         Recordset rs(d->db(), QStringLiteral("Select * from Tree WHERE OID = ") + Globals::dq(s)
                                   + QStringLiteral(" AND Primary=TRUE"));

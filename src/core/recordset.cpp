@@ -11,6 +11,11 @@ class RecordsetPrivate
 public:
     int column(const QString &name) const
     {
+        // The component spells column names as the schema does; other spellings take the slower pass.
+        for (int i = 0; i < columns->size(); ++i) {
+            if (columns->at(i) == name)
+                return i;
+        }
         for (int i = 0; i < columns->size(); ++i) {
             if (columns->at(i).compare(name, Qt::CaseInsensitive) == 0)
                 return i;
@@ -160,12 +165,12 @@ QVariant Recordset::value(int index) const
 QString Recordset::text(const QString &name) const
 {
     if (d->mode == Mode::ReadOnly && d->statement != nullptr && !d->atEnd) {
-        // The hot path of every look-up: straight from SQLite's UTF-16 buffer.
+        // The hot path of every look-up: straight from SQLite's buffer.
         const int i = d->columnOrThrow(name);
         sqlite3_stmt *stmt = d->statement->stmt;
         if (sqlite3_column_type(stmt, i) == SQLITE_TEXT) {
-            const void *text = sqlite3_column_text16(stmt, i);
-            return QString(reinterpret_cast<const QChar *>(text), sqlite3_column_bytes16(stmt, i) / 2);
+            const char *text = reinterpret_cast<const char *>(sqlite3_column_text(stmt, i));
+            return QString::fromUtf8(text, sqlite3_column_bytes(stmt, i));
         }
     }
     const QVariant v = value(name);

@@ -22,6 +22,9 @@ private Q_SLOTS:
         shadow.name = QStringLiteral("ifOperStatus");
         shadow.primary = false;
         m_fixture->addObject(shadow);
+        // An instance row as a synced record leaves it.
+        m_fixture->addObject(QStringLiteral("1.3.6.1.2.1.1.4.0"), QStringLiteral("SNMPv2-MIB"),
+                             QStringLiteral("sysContact.0"));
         m_fixture->activate();
     }
     void cleanup() { m_fixture.reset(); }
@@ -50,6 +53,12 @@ private Q_SLOTS:
                                         << "SNMPv2-MIB:sysName.0";
         QTest::newRow("non-primary skipped for its parent") << "1.3.6.1.2.1.2.2.1.8.1" << "1.3.6.1.2.1.2.2.1.8.1"
                                                             << "ifEntry.8.1" << "8.1" << "IF-MIB:ifEntry.8.1";
+        QTest::newRow("undefined column falls back to the entry") << "1.3.6.1.2.1.2.2.1.23.5" << "1.3.6.1.2.1.2.2.1.23.5"
+                                                                 << "ifEntry.23.5" << "23.5" << "IF-MIB:ifEntry.23.5";
+        QTest::newRow("instance row is not searched for .0") << "1.3.6.1.2.1.1.4.0" << "1.3.6.1.2.1.1.4.0"
+                                                             << "sysContact.0" << "0" << "SNMPv2-MIB:sysContact.0";
+        QTest::newRow("instance row below .0") << "1.3.6.1.2.1.1.4.0.1" << "1.3.6.1.2.1.1.4.0.1"
+                                               << "sysContact.0.1" << "1" << "SNMPv2-MIB:sysContact.0.1";
         QTest::newRow("leading dot finds nothing") << ".1.3.6.1" << "" << "" << "" << "";
         QTest::newRow("unknown first arc") << "7.3.6" << "" << "" << "" << "";
         QTest::newRow("empty") << "" << "" << "" << "" << "";

@@ -151,7 +151,7 @@ void tst_StyledText::rtfReadByUnrtf_data()
         << sample({{QStringLiteral("IF-MIB:ifAdminStatus\r\n\r\n"), QColor(64, 128, 64), true, 10, true},
                    {QStringLiteral("OID \t"), blue, true, 8, false},
                    {QStringLiteral("1.3.6.1.2.1.2.2.1.7\r\n"), black, false, 8, false}});
-    QTest::newRow("rtf specials") << sample({{QStringLiteral("a\\b {c} d"), red, false, 8, false},
+    QTest::newRow("rtf control characters") << sample({{QStringLiteral("a\\b {c} d"), red, false, 8, false},
                                              {QStringLiteral("}{\\"), green, true, 10, false}});
     QTest::newRow("beyond ascii") << sample({{QStringLiteral("Gr\u00fc\u00dfe \u20ac 5\u00b0C"), red, false, 8, false},
                                              {QStringLiteral("\u65e5\u672c next"), green, true, 10, true}});
