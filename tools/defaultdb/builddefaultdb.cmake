@@ -42,7 +42,24 @@ execute_process(COMMAND ${QXMIB} db create ${tmp} RESULT_VARIABLE rc ERROR_VARIA
 if(NOT rc EQUAL 0)
     message(FATAL_ERROR "qxmib db create failed: ${err}")
 endif()
-list(SORT mibx_files)
+# Enumerations are keyed by object name, so where an old module and its successor
+# share an object (RFC1213-MIB's ifType, IF-MIB's) the later import's labels win:
+# import the modules oldest first, those without LAST-UPDATED (SMIv1) before all.
+set(keyed)
+foreach(f ${mibx_files})
+    file(STRINGS ${f} updated REGEX "<LAST-UPDATED>" LIMIT_COUNT 1)
+    if(updated MATCHES "<LAST-UPDATED>([^<]*)<")
+        list(APPEND keyed "${CMAKE_MATCH_1}|${f}")
+    else()
+        list(APPEND keyed "0000|${f}")
+    endif()
+endforeach()
+list(SORT keyed)
+set(mibx_files)
+foreach(k ${keyed})
+    string(REGEX REPLACE "^[^|]*\\|" "" f "${k}")
+    list(APPEND mibx_files ${f})
+endforeach()
 execute_process(COMMAND ${QXMIB} --db ${tmp} import --quiet --one-primary ${mibx_files}
     RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
 if(NOT rc EQUAL 0)
