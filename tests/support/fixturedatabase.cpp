@@ -89,7 +89,6 @@ void FixtureDatabase::addStandardObjects()
     const QString v2 = QStringLiteral("SNMPv2-MIB");
     const QString rfc = QStringLiteral("RFC1213-MIB");
     const QString ifMib = QStringLiteral("IF-MIB");
-    addObject(QStringLiteral("1"), smi, QStringLiteral("iso"));
     addObject(QStringLiteral("1.3"), smi, QStringLiteral("org"));
     addObject(QStringLiteral("1.3.6"), smi, QStringLiteral("dod"));
     addObject(QStringLiteral("1.3.6.1"), smi, QStringLiteral("internet"));

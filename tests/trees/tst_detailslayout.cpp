@@ -161,7 +161,7 @@ void tst_DetailsLayout::fromDatabase_data()
                                              "Units \toctets, see the note\r\nAccess \tread-only\r\n"
                                              "Status \tmandatory\r\n\r\nThe ifMtu object.\r\n");
     QTest::newRow("not in the database: every row, empty values")
-        << QStringLiteral("2.999")
+        << QStringLiteral("7.999")
         << QStringLiteral("\r\n\r\nOID \t\r\nType \t\r\nUnits \t\r\nAccess \tunknown\r\nStatus \tunknown\r\n\r\n\r\n");
 }
 

@@ -115,7 +115,7 @@ void tst_OIDDetails::composition_data()
         << QStringLiteral("Router\n\n") + body + tail;
     QTest::newRow("unknown oid: title only")
         << QStringList{QStringLiteral("OID=") + ifAdminStatus3, QStringLiteral("Title=Router"),
-                       QStringLiteral("OID=2.999")}
+                       QStringLiteral("OID=7.999")}
         << QStringLiteral("Router\n\n");
 }
 

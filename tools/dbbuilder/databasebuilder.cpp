@@ -35,6 +35,16 @@ void DatabaseBuilder::create(const QString &path)
         if (f.size() == 3)
             addType(db, f.at(0), f.at(1), f.at(2).toInt());
     }
+    // The roots of the registration tree are implicit in every MIB module (and an
+    // import cannot write an OID of one arc), so that OIDs read by name from the
+    // top (iso.org.dod.internet...) the database carries them from the start.
+    db.executeScript(QStringLiteral(
+        "INSERT INTO Tree (OID, MIB, Name, ParentOID, \"Index\", TypeI, TypeS, Description, Status, Access, Enum, "
+        "Parse, Units, IndexBy, Calculation, \"Primary\") VALUES "
+        "('0', 'SNMPv2-SMI', 'ccitt', '', 0, 0, '', 'The root of the ITU-T registration tree.', 0, 0, '', '', '', '', '', -1),"
+        "('1', 'SNMPv2-SMI', 'iso', '', 1, 0, '', 'The root of the ISO registration tree.', 0, 0, '', '', '', '', '', -1),"
+        "('2', 'SNMPv2-SMI', 'joint-iso-ccitt', '', 2, 0, '', 'The root of the joint ISO and ITU-T registration tree.', "
+        "0, 0, '', '', '', '', '', -1)"));
     db.executeScript(QStringLiteral("COMMIT"));
 }
 

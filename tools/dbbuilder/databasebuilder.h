@@ -4,8 +4,9 @@
 
 class Database;
 
-// Writes a new, empty MIB database: the five tables with their indexes, and a
-// Types table seeded with the SMI base types and the common textual conventions.
+// Writes a new, empty MIB database: the five tables with their indexes, a Types
+// table seeded with the SMI base types and the common textual conventions, and
+// the three roots of the registration tree (ccitt, iso, joint-iso-ccitt).
 class DatabaseBuilder
 {
 public:
