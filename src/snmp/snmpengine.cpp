@@ -8,6 +8,7 @@
 
 #include <QByteArray>
 #include <QCryptographicHash>
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QHash>
 #include <QLoggingCategory>
@@ -33,6 +34,7 @@ namespace {
 constexpr int kDefaultTimeoutMs = 1000;
 constexpr int kDefaultRetries = 5;
 constexpr int kDefaultMaxRepetitions = 10;
+constexpr qint64 kGraceMs = 1000;
 
 extern "C" int forwardLibraryLog(int, int, void *serverArg, void *)
 {
@@ -145,6 +147,9 @@ struct PendingQuery
 {
     SnmpQuery *query = nullptr;
     EngineSession *session = nullptr;
+    // Beyond this the request has outlived all its retries; should net-snmp
+    // have dropped it without a word, it ends here as a time-out.
+    QDeadlineTimer deadline;
 };
 
 class SnmpEnginePrivate
@@ -179,11 +184,14 @@ public:
     SnmpQuery *current = nullptr;
     int defaultTimeout = kDefaultTimeoutMs;
     int defaultRetries = kDefaultRetries;
+    SnmpEnginePrivate *nextOnThread = nullptr;
 };
 
 namespace {
 
-thread_local QList<SnmpEnginePrivate *> tlEngines;
+// The engines living on this thread, linked through nextOnThread. A plain
+// pointer: it must outlive every thread-local engine at thread exit.
+thread_local SnmpEnginePrivate *tlEngines = nullptr;
 
 extern "C" int engineCallback(int op, netsnmp_session *, int requestId, netsnmp_pdu *pdu, void *magic)
 {
@@ -204,12 +212,18 @@ SnmpEnginePrivate::SnmpEnginePrivate(SnmpEngine *owner)
     deliverTimer.setSingleShot(true);
     deliverTimer.setInterval(0);
     QObject::connect(&deliverTimer, &QTimer::timeout, q, [this] { deliver(); });
-    tlEngines.append(this);
+    nextOnThread = tlEngines;
+    tlEngines = this;
 }
 
 SnmpEnginePrivate::~SnmpEnginePrivate()
 {
-    tlEngines.removeAll(this);
+    for (SnmpEnginePrivate **link = &tlEngines; *link != nullptr; link = &(*link)->nextOnThread) {
+        if (*link == this) {
+            *link = nextOnThread;
+            break;
+        }
+    }
     cancelAll();
 }
 
@@ -239,6 +253,7 @@ void SnmpEnginePrivate::send(SnmpQuery *query)
     netsnmp_session *settings = snmp_sess_session(session->handle);
     settings->timeout = long(query->Timeout() >= 0 ? query->Timeout() : defaultTimeout) * 1000L;
     settings->retries = query->Retries() >= 0 ? query->Retries() : defaultRetries;
+    const qint64 lifetime = qint64(settings->timeout / 1000L) * (settings->retries + 1) + kGraceMs;
 
     const int requestId = snmp_sess_async_send(session->handle, pdu, engineCallback, this);
     if (requestId == 0) {
@@ -252,7 +267,7 @@ void SnmpEnginePrivate::send(SnmpQuery *query)
         fail(query, libraryCode != 0 ? libraryCode : SNMPERR_GENERR, description);
         return;
     }
-    pending.insert(requestId, PendingQuery{query, session});
+    pending.insert(requestId, PendingQuery{query, session, QDeadlineTimer(lifetime, Qt::PreciseTimer)});
     ++session->pending;
     armTimer();
 }
@@ -309,6 +324,9 @@ EngineSession *SnmpEnginePrivate::sessionFor(const SnmpQuery *query, Failure *fa
     setup.version = version;
     setup.timeout = long(query->Timeout() >= 0 ? query->Timeout() : defaultTimeout) * 1000L;
     setup.retries = query->Retries() >= 0 ? query->Retries() : defaultRetries;
+    // Answers that net-snmp cannot match to a request's own callback (reports) come here.
+    setup.callback = engineCallback;
+    setup.callback_magic = this;
 
     QByteArray community = query->Community().toLatin1();
     QByteArray user;
@@ -460,6 +478,9 @@ void SnmpEnginePrivate::fail(SnmpQuery *query, int number, const QString &descri
 void SnmpEnginePrivate::completed(int op, int requestId, netsnmp_pdu *pdu)
 {
     assertThread();
+    // Retransmissions and connections are announced too; only the end of a request counts.
+    if (op == NETSNMP_CALLBACK_OP_RESEND || op == NETSNMP_CALLBACK_OP_CONNECT)
+        return;
     const auto it = pending.find(requestId);
     if (it == pending.end())
         return;
@@ -469,6 +490,8 @@ void SnmpEnginePrivate::completed(int op, int requestId, netsnmp_pdu *pdu)
     SnmpQuery *query = entry.query;
 
     if (op == NETSNMP_CALLBACK_OP_RECEIVED_MESSAGE && pdu != nullptr) {
+        qCDebug(lcSnmp) << "request" << requestId << "answered by PDU type" << pdu->command << "status"
+                        << pdu->errstat;
         if (pdu->command == SNMP_MSG_REPORT) {
             const int code = snmpv3_get_report_type(pdu);
             query->setError(code, libraryError(code));
@@ -490,10 +513,18 @@ void SnmpEnginePrivate::completed(int op, int requestId, netsnmp_pdu *pdu)
         }
     } else if (op == NETSNMP_CALLBACK_OP_TIMED_OUT) {
         query->setError(SNMPERR_TIMEOUT, libraryError(SNMPERR_TIMEOUT));
-    } else if (op == NETSNMP_CALLBACK_OP_SEND_FAILED) {
-        query->setError(SNMPERR_BAD_SENDTO, libraryError(SNMPERR_BAD_SENDTO));
     } else {
-        query->setError(SNMPERR_GENERR, libraryError(SNMPERR_GENERR));
+        // A failed send or a refused port: the session knows what went wrong.
+        int libraryCode = 0;
+        int systemCode = 0;
+        char *text = nullptr;
+        snmp_sess_error(entry.session->handle, &libraryCode, &systemCode, &text);
+        const QString description = QString::fromLocal8Bit(text);
+        SNMP_FREE(text);
+        if (libraryCode == SNMPERR_SUCCESS)
+            libraryCode = op == NETSNMP_CALLBACK_OP_SEND_FAILED ? SNMPERR_BAD_SENDTO : SNMPERR_GENERR;
+        query->setError(libraryCode, description.isEmpty() ? libraryError(libraryCode) : description);
+        qCDebug(lcSnmp) << "request" << requestId << "ended by net-snmp event" << op << description;
     }
     done.push_back(query);
 }
@@ -517,6 +548,13 @@ void SnmpEnginePrivate::timedOut()
         if (session->pending > 0)
             snmp_sess_timeout(session->handle);
     }
+    QList<int> lost;
+    for (auto it = pending.cbegin(); it != pending.cend(); ++it) {
+        if (it.value().deadline.hasExpired())
+            lost.append(it.key());
+    }
+    for (const int requestId : std::as_const(lost))
+        completed(NETSNMP_CALLBACK_OP_TIMED_OUT, requestId, nullptr);
     armTimer();
     deliver();
 }
@@ -537,6 +575,11 @@ void SnmpEnginePrivate::armTimer()
         if (block)
             continue;
         const long ms = long(wait.tv_sec) * 1000L + (long(wait.tv_usec) + 999L) / 1000L;
+        if (earliest < 0 || ms < earliest)
+            earliest = ms;
+    }
+    for (const PendingQuery &entry : std::as_const(pending)) {
+        const long ms = long(qMax<qint64>(0, entry.deadline.remainingTime()));
         if (earliest < 0 || ms < earliest)
             earliest = ms;
     }
@@ -643,7 +686,7 @@ SnmpEngine *SnmpEngine::threadEngine()
 
 void SnmpEngine::forgetCallback(SNMPReply *callback)
 {
-    for (SnmpEnginePrivate *engine : std::as_const(tlEngines))
+    for (SnmpEnginePrivate *engine = tlEngines; engine != nullptr; engine = engine->nextOnThread)
         engine->forget(callback);
 }
 

@@ -181,12 +181,45 @@ void fromVariable(const netsnmp_variable_list *v, VarBind &b)
         b.HexValue = hexOfUnsigned(value);
         break;
     }
-    case ASN_COUNTER64:
 #ifdef NETSNMP_WITH_OPAQUE_SPECIAL_TYPES
+    // net-snmp unwraps floats and 64-bit numbers carried in Opaque; callers get the
+    // Opaque back as it came over the wire: 9F, the inner tag, length, content.
+    case ASN_OPAQUE_FLOAT:
+    case ASN_OPAQUE_DOUBLE:
     case ASN_OPAQUE_COUNTER64:
     case ASN_OPAQUE_U64:
+    case ASN_OPAQUE_I64: {
+        QByteArray content;
+        if (v->type == ASN_OPAQUE_FLOAT || v->type == ASN_OPAQUE_DOUBLE) {
+            union {
+                float f;
+                double d;
+                unsigned char bytes[8];
+            } number;
+            const int size = v->type == ASN_OPAQUE_FLOAT ? 4 : 8;
+            if (size == 4)
+                number.f = *v->val.floatVal;
+            else
+                number.d = *v->val.doubleVal;
+            for (int i = size - 1; i >= 0; --i)
+                content.append(char(number.bytes[i]));
+        } else {
+            const quint64 value = (quint64(v->val.counter64->high & 0xFFFFFFFFUL) << 32)
+                | quint64(v->val.counter64->low & 0xFFFFFFFFUL);
+            content = QByteArray::fromHex(hexOfUnsigned(value).toLatin1());
+        }
+        QByteArray wrapped;
+        wrapped.append(char(0x9F));
+        wrapped.append(char(v->type));
+        wrapped.append(char(content.size()));
+        wrapped.append(content);
+        b.ValueType = ASN_OPAQUE;
+        b.Value = QString::fromLatin1(wrapped);
+        b.HexValue = hexOf(reinterpret_cast<const unsigned char *>(wrapped.constData()), size_t(wrapped.size()));
+        break;
+    }
 #endif
-    {
+    case ASN_COUNTER64: {
         const quint64 value = (quint64(v->val.counter64->high & 0xFFFFFFFFUL) << 32)
             | quint64(v->val.counter64->low & 0xFFFFFFFFUL);
         b.Value = QString::number(value);
