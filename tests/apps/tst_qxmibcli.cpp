@@ -1,6 +1,81 @@
 #include "fixturedatabase.h"
+#include "snmpagent.h"
 
+#include <QUdpSocket>
 #include <QtTest>
+
+namespace {
+
+// An agent no real one imitates: every request gets the same binding back, so a
+// walk that trusted its agent would never end. SNMPv1 only, enough BER for that.
+class RepeatingAgent : public QObject
+{
+public:
+    RepeatingAgent()
+    {
+        m_socket.bind(QHostAddress::LocalHost, 0);
+        connect(&m_socket, &QUdpSocket::readyRead, this, [this] { answer(); });
+    }
+    quint16 port() const { return m_socket.localPort(); }
+
+private:
+    // The element at pos: its tag, and where its content starts and ends.
+    static bool element(const QByteArray &b, int pos, int *contentStart, int *end)
+    {
+        if (pos + 2 > b.size())
+            return false;
+        int len = quint8(b.at(pos + 1));
+        int start = pos + 2;
+        if (len & 0x80) {
+            const int n = len & 0x7f;
+            len = 0;
+            for (int i = 0; i < n && start < b.size(); ++i)
+                len = (len << 8) | quint8(b.at(start++));
+        }
+        *contentStart = start;
+        *end = start + len;
+        return *end <= b.size();
+    }
+    static QByteArray tlv(char tag, const QByteArray &content)
+    {
+        QByteArray out(1, tag);
+        if (content.size() < 128) {
+            out += char(content.size());
+        } else {
+            out += char(0x82);
+            out += char(content.size() >> 8);
+            out += char(content.size() & 0xff);
+        }
+        return out + content;
+    }
+    void answer()
+    {
+        while (m_socket.hasPendingDatagrams()) {
+            QHostAddress from;
+            quint16 fromPort = 0;
+            QByteArray request(int(m_socket.pendingDatagramSize()), '\0');
+            m_socket.readDatagram(request.data(), request.size(), &from, &fromPort);
+            int c = 0, e = 0;
+            if (!element(request, 0, &c, &e)) // message
+                continue;
+            int vc = 0, ve = 0, cc = 0, ce = 0, pc = 0, pe = 0, rc = 0, re = 0;
+            if (!element(request, c, &vc, &ve) || !element(request, ve, &cc, &ce) || !element(request, ce, &pc, &pe)
+                || !element(request, pc, &rc, &re))
+                continue;
+            const QByteArray version = request.mid(c, ve - c);
+            const QByteArray community = request.mid(ve, ce - ve);
+            const QByteArray requestId = request.mid(pc, re - pc);
+            const QByteArray oid = QByteArray::fromHex("2b06010201010500"); // 1.3.6.1.2.1.1.5.0
+            const QByteArray binding = tlv(0x30, tlv(0x06, oid) + tlv(0x04, "x"));
+            const QByteArray pdu = tlv(char(0xa2), requestId + QByteArray::fromHex("020100020100") + tlv(0x30, binding));
+            m_socket.writeDatagram(tlv(0x30, version + community + pdu), from, fromPort);
+        }
+    }
+
+    QUdpSocket m_socket;
+};
+
+} // namespace
 
 // The qxmib command line host, run as a user runs it.
 class tst_QxmibCli : public QObject
@@ -16,10 +91,14 @@ private:
     };
     Result run(const QStringList &args)
     {
+        // The event loop runs while the command runs, for agents living in this process.
         QProcess p;
+        QSignalSpy finished(&p, &QProcess::finished);
         p.start(QStringLiteral(QXMIB_CLI), args);
-        if (!p.waitForFinished(30000))
+        if (!finished.wait(30000)) {
+            p.kill();
             return {-1, {}, {}};
+        }
         return {p.exitCode(), QString::fromUtf8(p.readAllStandardOutput()), QString::fromUtf8(p.readAllStandardError())};
     }
 
@@ -115,6 +194,42 @@ private Q_SLOTS:
             QVERIFY(r.out.contains(QLatin1String(command)));
         QCOMPARE(run({QStringLiteral("resolve"), QStringLiteral("--help")}).status, 0);
         QCOMPARE(run({QStringLiteral("nonsense")}).status, 2);
+    }
+
+    // Walks print instance OID, name and rendered value, stop at the end of the subtree,
+    // and end with a clear message on a dead port and on an agent that goes round in circles.
+    void walkRealAgent()
+    {
+        SnmpAgent agent;
+        QString error;
+        QVERIFY2(agent.startSnmpd(&error), qPrintable(error));
+        for (const char *command : {"walk", "bulkwalk"}) {
+            const Result r = run({QLatin1String(command), QStringLiteral("--db"), m_fixture->path(), QStringLiteral("-v"),
+                                  QStringLiteral("2c"), QStringLiteral("-c"), QStringLiteral("public"), agent.target(),
+                                  QStringLiteral("1.3.6.1.2.1.1")});
+            QCOMPARE(r.status, 0);
+            QVERIFY2(r.out.contains(QStringLiteral("1.3.6.1.2.1.1.5.0\tsysName.0\t")), qPrintable(r.out));
+            QVERIFY(r.out.contains(QStringLiteral("1.3.6.1.2.1.1.3.0\tsysUpTime.0\t")));
+            for (const QString &line : r.out.split(u'\n', Qt::SkipEmptyParts))
+                QVERIFY2(line.startsWith(QStringLiteral("1.3.6.1.2.1.1.")), qPrintable(line));
+        }
+    }
+
+    void walkFailures()
+    {
+        RepeatingAgent circles;
+        const Result looping = run({QStringLiteral("walk"), QStringLiteral("-v"), QStringLiteral("1"), QStringLiteral("-t"),
+                                    QStringLiteral("500"), QStringLiteral("-r"), QStringLiteral("0"),
+                                    QStringLiteral("127.0.0.1:%1").arg(circles.port()), QStringLiteral("1.3.6.1.2.1.1")});
+        QCOMPARE(looping.status, 1);
+        QVERIFY2(looping.err.contains(QStringLiteral("OID not increasing")), qPrintable(looping.err));
+        QCOMPARE(looping.out.count(u'\n'), 1);
+
+        const Result dead = run({QStringLiteral("get"), QStringLiteral("-t"), QStringLiteral("200"), QStringLiteral("-r"),
+                                 QStringLiteral("0"), QStringLiteral("127.0.0.1:%1").arg(SnmpAgent::freeUdpPort()),
+                                 QStringLiteral("1.3.6.1.2.1.1.5.0")});
+        QCOMPARE(dead.status, 1);
+        QVERIFY2(dead.err.contains(QStringLiteral("Timeout")), qPrintable(dead.err));
     }
 
 private:
