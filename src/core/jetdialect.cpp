@@ -299,7 +299,8 @@ Statement translateFull(const QString &jet, bool withRowid)
                 const Token n = lex.next();
                 if (n.type != Tok::Number)
                     fail(QStringLiteral("The TOP clause needs a number"), jet);
-                limit = n.text.toUtf8(); // the select list starts after the number
+                limit = n.text.toUtf8();
+                afterSelect = true; // the select list starts after the number
                 continue;
             }
             if (t.type == Tok::Symbol && t.text == u"*") {

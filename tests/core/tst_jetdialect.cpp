@@ -145,6 +145,10 @@ private Q_SLOTS:
         const QVariantList rows = db->select(QStringLiteral("Select Description From MIBs Where Name='NEW-MIB'"));
         QCOMPARE(rows.size(), 1);
         QCOMPARE(rows.first().toMap().value(QStringLiteral("Description")).toString(), QStringLiteral("second"));
+        {
+            Recordset rs(db, QStringLiteral("Select TOP 1 * From MIBs Where Name='NEW-MIB'"), Recordset::Mode::Updatable);
+            QVERIFY(!rs.eof());
+        }
         // Booleans go in as -1, the way the tree views ask for them.
         {
             Recordset rs(db, QStringLiteral("Select * From Tree Where OID='9.9'"), Recordset::Mode::Updatable);
