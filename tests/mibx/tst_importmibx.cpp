@@ -1,6 +1,7 @@
 #include "fixturedatabase.h"
 
 #include "core/database.h"
+#include "core/globals.h"
 #include "core/objectfactory.h"
 #include "core/qxmiberror.h"
 #include "mibx/importmibx.h"
@@ -19,9 +20,20 @@ QByteArray mibx(const QByteArray &tree)
     return head + "<TREE>" + tree + "</TREE></MIBX>";
 }
 
-int count(Database &db, const QString &sql)
+int count(const QString &from)
 {
-    return db.select(sql).value(0).toMap().value(QStringLiteral("n")).toInt();
+    return Globals::database()->select(QStringLiteral("Select Count(*) as n From ") + from).value(0).toMap()
+        .value(QStringLiteral("n")).toInt();
+}
+
+// The named columns of the first row, as "a|b|c".
+QString columns(const QString &select, const QStringList &names)
+{
+    const QVariantMap row = Globals::database()->select(select).value(0).toMap();
+    QStringList values;
+    for (const QString &name : names)
+        values << row.value(name).toString();
+    return values.join(u'|');
 }
 
 // The events pass their arguments by reference, which QSignalSpy cannot hold.
@@ -81,7 +93,6 @@ private Q_SLOTS:
     {
         std::unique_ptr<QObject> o(ObjectFactory::create(QStringLiteral("QXMIBTree.ImportMIBX")));
         QVERIFY(qobject_cast<ImportMIBX *>(o.get()) != nullptr);
-        QCOMPARE(o->property("Warnings").toInt(), 0);
     }
 
     // Each file is checked in order; "%1" stands for the file's path.
@@ -95,6 +106,10 @@ private Q_SLOTS:
 
         const QString corrupt = QStringLiteral("%1 is not a Tarnbrooke MIBX file or is corrupt.");
         const QString load = QStringLiteral("Could not load %1\r\n");
+        const QString format = QStringLiteral("%1 is '%2' format. This version of the MIB-Compiler/Browser only "
+                                              "supports MIB-X Version 1.0. Visit Tarnbrookeware for an update.");
+        const QByteArray v1 = "<MIBX><VERSION>Tarnbrookeware MIB-X 1.0</VERSION>";
+        const QByteArray module = v1 + "<MODULE><NAME>TEST-MIB</NAME></MODULE>";
         const QByteArray object = "<testObject><OID>1.3.6.1.4.1.99</OID></testObject>";
         QTest::newRow("missing file") << QByteArray() << false << load << 0 << 0;
         QTest::newRow("not XML") << QByteArray("<MIBX><VERSION>") << false << load << 0 << 0;
@@ -104,33 +119,19 @@ private Q_SLOTS:
                           "<MIBX><VERSION>&c;</VERSION></MIBX>")
             << false << load << 0 << 0;
         QTest::newRow("external entity")
-            << QByteArray("<?xml version=\"1.0\"?><!DOCTYPE MIBX [<!ENTITY x SYSTEM \"file:///etc/passwd\">]>"
-                          "<MIBX><VERSION>Tarnbrookeware MIB-X 1.0</VERSION><MODULE><NAME>&x;</NAME></MODULE></MIBX>")
+            << QByteArray("<?xml version=\"1.0\"?><!DOCTYPE MIBX [<!ENTITY x SYSTEM \"file:///etc/passwd\">]>" + v1
+                          + "<MODULE><NAME>&x;</NAME></MODULE></MIBX>")
             << false << load << 0 << 0;
-        QTest::newRow("undeclared entity") << QByteArray("<MIBX><VERSION>&x;</VERSION></MIBX>") << false << load << 0
-                                           << 0;
-        QTest::newRow("no version, checked before the module")
-            << QByteArray("<MIBX><TREE/></MIBX>") << false << corrupt << 0 << 0;
-        QTest::newRow("version in another case")
-            << QByteArray("<MIBX><VERSION>tarnbrookeware MIB-X 1.0</VERSION></MIBX>") << false
-            << QStringLiteral("%1 is 'tarnbrookeware MIB-X 1.0' format. This version of the MIB-Compiler/Browser only "
-                              "supports MIB-X Version 1.0. Visit Tarnbrookeware for an update.")
-            << 0 << 0;
-        QTest::newRow("other version")
-            << QByteArray("<MIBX><VERSION>Tarnbrookeware MIB-X 2.0</VERSION></MIBX>") << false
-            << QStringLiteral("%1 is 'Tarnbrookeware MIB-X 2.0' format. This version of the MIB-Compiler/Browser only "
-                              "supports MIB-X Version 1.0. Visit Tarnbrookeware for an update.")
-            << 0 << 0;
-        QTest::newRow("no module name")
-            << QByteArray("<MIBX><VERSION>Tarnbrookeware MIB-X 1.0</VERSION><MODULE/><TREE>" + object + "</TREE></MIBX>")
-            << true << corrupt << 0 << 0;
-        QTest::newRow("no tree")
-            << QByteArray("<MIBX><VERSION>Tarnbrookeware MIB-X 1.0</VERSION><MODULE><NAME>TEST-MIB</NAME></MODULE></MIBX>")
-            << true << corrupt << 0 << 0;
-        QTest::newRow("no compiled date: tree kept, no module row")
-            << QByteArray("<MIBX><VERSION>Tarnbrookeware MIB-X 1.0</VERSION><MODULE><NAME>TEST-MIB</NAME></MODULE><TREE>"
-                          + object + "</TREE></MIBX>")
-            << true << corrupt << 1 << 0;
+        QTest::newRow("undeclared entity") << QByteArray("<MIBX><VERSION>&x;</VERSION></MIBX>") << false << load << 0 << 0;
+        QTest::newRow("no version, checked before the module") << QByteArray("<MIBX><TREE/></MIBX>") << false << corrupt
+                                                               << 0 << 0;
+        for (const char *version : {"tarnbrookeware MIB-X 1.0", "Tarnbrookeware MIB-X 2.0"})
+            QTest::newRow(version) << "<MIBX><VERSION>" + QByteArray(version) + "</VERSION></MIBX>" << false
+                                   << format.arg(QStringLiteral("%1"), QLatin1String(version)) << 0 << 0;
+        QTest::newRow("no module name") << v1 + "<MODULE/><TREE>" + object + "</TREE></MIBX>" << true << corrupt << 0 << 0;
+        QTest::newRow("no tree") << module + "</MIBX>" << true << corrupt << 0 << 0;
+        QTest::newRow("no compiled date: tree kept, no module row") << module + "<TREE>" + object + "</TREE></MIBX>"
+                                                                    << true << corrupt << 1 << 0;
         QTest::newRow("object without OID") << mibx("<noOid><SYNTAX>INTEGER</SYNTAX></noOid>" + object) << true
                                             << QStringLiteral("noOid has no OID.") << 1 << 1;
         QTest::newRow("unknown descriptor") << mibx("<lost><OID>nowhere.1</OID></lost>" + object) << true
@@ -144,97 +145,61 @@ private Q_SLOTS:
     void validation()
     {
         QFETCH(QByteArray, content);
-        QFETCH(bool, result);
         QFETCH(QString, message);
-        QFETCH(int, treeRows);
-        QFETCH(int, moduleRows);
-
         const QString path = content.isEmpty() ? m_dir->filePath(QStringLiteral("absent.mibx")) : write(content);
-        const int treeBefore = count(m_db->db(), QStringLiteral("Select Count(*) as n From Tree"));
-        const int modulesBefore = count(m_db->db(), QStringLiteral("Select Count(*) as n From MIBs"));
+        const int treeBefore = count(QStringLiteral("Tree"));
+        const int modulesBefore = count(QStringLiteral("MIBs"));
         ImportMIBX importer;
         Recorder events(&importer);
-        const QStringList &errors = events.errors;
-        QCOMPARE(importer.ImportMIBXFile(path), result);
-        QCOMPARE(importer.Errors(), int(errors.size()));
-        if (message.isEmpty()) {
-            QCOMPARE(errors.size(), 0);
-        } else {
-            QCOMPARE(errors.size(), 1);
-            const QString text = errors.at(0);
-            const QString expected = message.contains(QLatin1String("%1")) ? message.arg(path) : message;
-            if (expected.endsWith(QLatin1String("\r\n")))
-                QVERIFY2(text.startsWith(expected) && text.size() > expected.size(), qPrintable(text));
-            else
-                QCOMPARE(text, expected);
-        }
-        QCOMPARE(count(m_db->db(), QStringLiteral("Select Count(*) as n From Tree")) - treeBefore, treeRows);
-        QCOMPARE(count(m_db->db(), QStringLiteral("Select Count(*) as n From MIBs")) - modulesBefore, moduleRows);
+        QTEST(importer.ImportMIBXFile(path), "result");
+        QCOMPARE(importer.Errors(), int(events.errors.size()));
+        QCOMPARE(events.errors.size(), message.isEmpty() ? 0 : 1);
+        const QString expected = message.contains(QLatin1String("%1")) ? message.arg(path) : message;
+        // A load error goes on with the parser's own words.
+        if (expected.endsWith(QLatin1String("\r\n")))
+            QVERIFY2(events.errors.at(0).startsWith(expected) && events.errors.at(0).size() > expected.size(),
+                     qPrintable(events.errors.at(0)));
+        else if (!message.isEmpty())
+            QCOMPARE(events.errors.at(0), expected);
+        QTEST(count(QStringLiteral("Tree")) - treeBefore, "treeRows");
+        QTEST(count(QStringLiteral("MIBs")) - modulesBefore, "moduleRows");
         QCOMPARE(importer.Warnings(), 0);
     }
 
-    void logLinesAndModuleRow()
+    void moduleAndObjectColumns()
     {
         const QString path = write(
             "<MIBX><VERSION>Tarnbrookeware MIB-X 1.0</VERSION><COMPILED>2024-05-01T10:00:00</COMPILED>"
             "<MODULE><NAME>TEST-MIB</NAME><DESCRIPTION>Module text</DESCRIPTION><CONTACT>Someone</CONTACT>"
-            "<ORGANIZATION>Org</ORGANIZATION><LAST-UPDATED>200006140000Z</LAST-UPDATED><EXTRA>x</EXTRA></MODULE>"
-            "<TREE/></MIBX>");
-        ImportMIBX importer;
-        Recorder events(&importer);
-        QVERIFY(importer.ImportMIBXFile(path));
-        QCOMPARE(events.logs,
-                 QStringList({QStringLiteral("Importing %1 ...").arg(path),
-                              QStringLiteral("    File Format = 'Tarnbrookeware MIB-X 1.0'")}));
-        QCOMPARE(importer.ModuleName(), QStringLiteral("TEST-MIB"));
-        const QVariantMap row = m_db->db().select(QStringLiteral("Select * From MIBs Where Name='TEST-MIB'")).value(0).toMap();
-        QCOMPARE(row.value(QStringLiteral("Description")).toString(), QStringLiteral("Module text"));
-        QCOMPARE(row.value(QStringLiteral("Contact")).toString(), QStringLiteral("Someone"));
-        QCOMPARE(row.value(QStringLiteral("Organization")).toString(), QStringLiteral("Org"));
-        QCOMPARE(row.value(QStringLiteral("Compiled")).toString(), QStringLiteral("2024-05-01 10:00:00"));
-        QCOMPARE(row.value(QStringLiteral("LastUpdated")).toString(), QStringLiteral("2000-06-14 00:00:00"));
-        QVERIFY(!row.value(QStringLiteral("Imported")).toString().isEmpty());
-    }
-
-    void objectColumns()
-    {
-        const QString path = write(mibx(
+            "<ORGANIZATION>Org</ORGANIZATION><LAST-UPDATED>200006140000Z</LAST-UPDATED><EXTRA>x</EXTRA></MODULE><TREE>"
             "<testStatus><DESCRIPTION>first</DESCRIPTION><OID>internet.4.1.9</OID><SYNTAX>DisplayString</SYNTAX>"
             "<ACCESS>read-create</ACCESS><STATUS>current</STATUS><VALUE>ignored</VALUE>"
             "<ENUMS><up>1</up><down>2 apples</down><none>x</none></ENUMS></testStatus>"
-            "<testPlain><OID>1.3.6.1.4.1.9.2</OID><SYNTAX>NoSuchType</SYNTAX><ENUMS/></testPlain>"));
+            "<testPlain><OID>1.3.6.1.4.1.9.2</OID><SYNTAX>NoSuchType</SYNTAX><ENUMS/></testPlain></TREE></MIBX>");
         ImportMIBX importer;
         Recorder events(&importer);
         QVERIFY(importer.ImportMIBXFile(path));
         QCOMPARE(importer.Errors(), 0);
+        QCOMPARE(events.logs, QStringList({QStringLiteral("Importing %1 ...").arg(path),
+                                           QStringLiteral("    File Format = 'Tarnbrookeware MIB-X 1.0'")}));
+        QCOMPARE(importer.ModuleName(), QStringLiteral("TEST-MIB"));
+        QCOMPARE(columns(QStringLiteral("Select * From MIBs Where Name='TEST-MIB'"),
+                         {"Description", "Contact", "Organization", "Compiled", "LastUpdated"}),
+                 QStringLiteral("Module text|Someone|Org|2024-05-01 10:00:00|2000-06-14 00:00:00"));
+        QVERIFY(!columns(QStringLiteral("Select * From MIBs Where Name='TEST-MIB'"), {"Imported"}).isEmpty());
         QCOMPARE(events.imported.size(), 2);
-        QCOMPARE(events.imported.at(0).name, QStringLiteral("testStatus"));
-        QCOMPARE(events.imported.at(0).oid, QStringLiteral("1.3.6.1.4.1.9"));
+        QCOMPARE(events.imported.at(0).name + events.imported.at(0).oid, QStringLiteral("testStatus1.3.6.1.4.1.9"));
         QCOMPARE(events.imported.at(0).duplicate, false);
-
-        const QVariantMap row =
-            m_db->db().select(QStringLiteral("Select * From Tree Where Name='testStatus'")).value(0).toMap();
-        QCOMPARE(row.value(QStringLiteral("ParentOID")).toString(), QStringLiteral("1.3.6.1.4.1"));
-        QCOMPARE(row.value(QStringLiteral("Index")).toInt(), 9);
-        QCOMPARE(row.value(QStringLiteral("MIB")).toString(), QStringLiteral("TEST-MIB"));
-        QCOMPARE(row.value(QStringLiteral("TypeI")).toInt(), 4);
-        QCOMPARE(row.value(QStringLiteral("Access")).toInt(), 2);
-        QCOMPARE(row.value(QStringLiteral("Status")).toInt(), 5);
-        QCOMPARE(row.value(QStringLiteral("Enum")).toString(), QStringLiteral("testStatus"));
-        QCOMPARE(row.value(QStringLiteral("Description")).toString(), QStringLiteral("first"));
-        QCOMPARE(row.value(QStringLiteral("Primary")).toInt(), -1);
-
-        const QVariantList enums =
-            m_db->db().select(QStringLiteral("Select * From Enums Where Name='testStatus' Order By Value"));
-        QCOMPARE(enums.size(), 3);
-        QCOMPARE(enums.at(0).toMap().value(QStringLiteral("Enum")).toString(), QStringLiteral("none"));
-        QCOMPARE(enums.at(0).toMap().value(QStringLiteral("Value")).toInt(), 0);
-        QCOMPARE(enums.at(2).toMap().value(QStringLiteral("Enum")).toString(), QStringLiteral("down"));
-
-        const QVariantMap plain =
-            m_db->db().select(QStringLiteral("Select * From Tree Where Name='testPlain'")).value(0).toMap();
-        QCOMPARE(plain.value(QStringLiteral("TypeI")).toInt(), 0);
-        QCOMPARE(plain.value(QStringLiteral("Enum")).toString(), QString());
+        const QStringList names = {"ParentOID", "Index", "MIB", "TypeI", "Access", "Status", "Enum", "Description",
+                                   "Primary"};
+        QCOMPARE(columns(QStringLiteral("Select * From Tree Where Name='testStatus'"), names),
+                 QStringLiteral("1.3.6.1.4.1|9|TEST-MIB|4|2|5|testStatus|first|-1"));
+        QCOMPARE(columns(QStringLiteral("Select * From Tree Where Name='testPlain'"), {"TypeI", "Enum"}),
+                 QStringLiteral("0|"));
+        QStringList enums;
+        for (const QVariant &v : m_db->db().select(QStringLiteral("Select * From Enums Where Name='testStatus' Order By Value")))
+            enums << v.toMap().value(QStringLiteral("Enum")).toString() + v.toMap().value(QStringLiteral("Value")).toString();
+        QCOMPARE(enums, QStringList({"none0", "up1", "down2"}));
     }
 
     // One object, used twice: the counters add up over both imports.
@@ -254,18 +219,16 @@ private Q_SLOTS:
         QCOMPARE(importer.OIDCount(), 5);
         QCOMPARE(importer.Duplicates(), 3);
         QCOMPARE(importer.Errors(), 0);
-        QCOMPARE(events.imported.size(), 5);
-        QCOMPARE(events.imported.at(1).duplicate, false);
-        QCOMPARE(events.imported.at(2).duplicate, true);
-        QCOMPARE(events.imported.at(4).duplicate, true);
-        QCOMPARE(count(m_db->db(), QStringLiteral("Select Count(*) as n From Tree Where MIB='TEST-MIB'")), 2);
-        const QVariantMap a1 = m_db->db().select(QStringLiteral("Select * From Tree Where Name='a1'")).value(0).toMap();
-        QCOMPARE(a1.value(QStringLiteral("OID")).toString(), QStringLiteral("1.3.6.1.4.1.78"));
-        QCOMPARE(a1.value(QStringLiteral("Primary")).toInt(), 0);
+        QList<bool> duplicates;
+        for (const auto &i : events.imported)
+            duplicates << i.duplicate;
+        QCOMPARE(duplicates, QList<bool>({false, false, true, true, true}));
+        QCOMPARE(count(QStringLiteral("Tree Where MIB='TEST-MIB'")), 2);
+        QCOMPARE(columns(QStringLiteral("Select * From Tree Where Name='a1'"), {"OID", "Primary"}),
+                 QStringLiteral("1.3.6.1.4.1.78|0"));
         // The same (name, value) pair has its label replaced, not a second row.
-        const QVariantList enums = m_db->db().select(QStringLiteral("Select * From Enums Where Name='a1'"));
-        QCOMPARE(enums.size(), 1);
-        QCOMPARE(enums.at(0).toMap().value(QStringLiteral("Enum")).toString(), QStringLiteral("enabled"));
+        QCOMPARE(count(QStringLiteral("Enums Where Name='a1'")), 1);
+        QCOMPARE(columns(QStringLiteral("Select * From Enums Where Name='a1'"), {"Enum"}), QStringLiteral("enabled"));
     }
 
     void convertOID_data()
@@ -345,11 +308,10 @@ private Q_SLOTS:
     {
         QFETCH(QString, text);
         QFETCH(QDateTime, expected);
-        if (!expected.isValid()) {
+        if (expected.isValid())
+            QCOMPARE(ImportMIBX::convertDate(text), expected);
+        else
             QVERIFY_THROWS_EXCEPTION(QXMibError, ImportMIBX::convertDate(text));
-            return;
-        }
-        QCOMPARE(ImportMIBX::convertDate(text), expected);
     }
 
     // A bad date is a runtime error of the call, after the tree rows were written.
@@ -359,8 +321,8 @@ private Q_SLOTS:
         content.replace("2024-05-01T10:00:00", "someday");
         ImportMIBX importer;
         QVERIFY_THROWS_EXCEPTION(QXMibError, importer.ImportMIBXFile(write(content)));
-        QCOMPARE(count(m_db->db(), QStringLiteral("Select Count(*) as n From Tree Where Name='d1'")), 1);
-        QCOMPARE(count(m_db->db(), QStringLiteral("Select Count(*) as n From MIBs Where Name='TEST-MIB'")), 0);
+        QCOMPARE(count(QStringLiteral("Tree Where Name='d1'")), 1);
+        QCOMPARE(count(QStringLiteral("MIBs Where Name='TEST-MIB'")), 0);
     }
 
     // What a file holds never reaches the database as SQL: a quote fails the
@@ -384,7 +346,7 @@ private Q_SLOTS:
     {
         QFETCH(QByteArray, content);
         QFETCH(int, rowsKept);
-        const int before = count(m_db->db(), QStringLiteral("Select Count(*) as n From Tree"));
+        const int before = count(QStringLiteral("Tree"));
         ImportMIBX importer;
         bool thrown = false;
         try {
@@ -393,8 +355,8 @@ private Q_SLOTS:
             thrown = true;
         }
         QVERIFY(thrown || rowsKept == 2);
-        QCOMPARE(count(m_db->db(), QStringLiteral("Select Count(*) as n From Tree")), before + rowsKept);
-        QCOMPARE(count(m_db->db(), QStringLiteral("Select Count(*) as n From Tree Where Name='sysName'")), 1);
+        QCOMPARE(count(QStringLiteral("Tree")), before + rowsKept);
+        QCOMPARE(count(QStringLiteral("Tree Where Name='sysName'")), 1);
     }
 
     void largeFile()
@@ -410,8 +372,7 @@ private Q_SLOTS:
         QVERIFY(importer.ImportMIBXFile(write(mibx(tree))));
         QCOMPARE(importer.OIDCount(), objects);
         QCOMPARE(importer.Errors(), 0);
-        QCOMPARE(count(m_db->db(), QStringLiteral("Select Count(*) as n From Tree Where MIB='TEST-MIB' AND TypeI=65")),
-                 objects);
+        QCOMPARE(count(QStringLiteral("Tree Where MIB='TEST-MIB' AND TypeI=65")), objects);
     }
 };
 

@@ -8,12 +8,13 @@
 
 #include <QElapsedTimer>
 #include <QFile>
-#include <QProcess>
 #include <QtTest>
 
 #include <stdexcept>
 
 namespace {
+
+const QString sysUpTime = QStringLiteral("1.3.6.1.2.1.1.3.0");
 
 // Collects replies as plain copies, so nothing depends on the query's lifetime.
 class Collector : public SNMPReply
@@ -38,8 +39,8 @@ public:
     QList<struct Reply> replies;
 };
 
-SnmpQuery *makeQuery(const QString &target, const QString &community, int kind, const QString &oid,
-                     SNMPReply *callback, int version = 2)
+SnmpQuery *makeQuery(const QString &target, const QString &community, int kind = SnmpQuery::Get,
+                     const QString &oid = sysUpTime, SNMPReply *callback = nullptr, int version = 2)
 {
     auto *query = new SnmpQuery;
     query->setIPAddress(target);
@@ -48,16 +49,9 @@ SnmpQuery *makeQuery(const QString &target, const QString &community, int kind, 
     query->setSNMPVersion(version);
     query->setCallback(callback);
     query->setNodeID(oid);
-    query->VarBinds()->Add(oid, QString(), 5);
+    if (!oid.isEmpty())
+        query->VarBinds()->Add(oid, QString(), 5);
     return query;
-}
-
-// Expected printable value of one .snmprec line.
-QString expectedValue(const QByteArray &type, const QByteArray &value)
-{
-    if (type.endsWith('x'))
-        return QString::fromLatin1(QByteArray::fromHex(value));
-    return QString::fromLatin1(value);
 }
 
 } // namespace
@@ -71,14 +65,23 @@ private:
     SnmpAgent m_snmpsim;
     SnmpEngine *m_engine = nullptr;
 
-    // Sends one query and waits for its reply.
-    struct Collector::Reply roundTrip(SnmpQuery *query, int waitMs = 5000)
+    SnmpQuery *snmpd(int kind = SnmpQuery::Get, const QString &oid = sysUpTime, SNMPReply *callback = nullptr,
+                     const QString &community = QStringLiteral("public"), int version = 2)
+    {
+        return makeQuery(m_snmpd.target(), community, kind, oid, callback, version);
+    }
+    QString silentTarget() { return QStringLiteral("127.0.0.1:%1").arg(SnmpAgent::freeUdpPort()); }
+
+    // Sends one query and waits for its reply; the reply only ever comes from the event loop.
+    struct Collector::Reply roundTrip(SnmpQuery *query)
     {
         Collector collector;
         query->setCallback(&collector);
         m_engine->Send(query);
-        if (!QTest::qWaitFor([&] { return !collector.replies.isEmpty(); }, waitMs))
-            return {};
+        if (!collector.replies.isEmpty() || m_engine->OutstandingQueries() != 1)
+            return {QString(), -999, QStringLiteral("replied inside Send"), {}, -1};
+        if (!QTest::qWaitFor([&] { return !collector.replies.isEmpty(); }, 5000))
+            return {QString(), -998, QStringLiteral("no reply"), {}, -1};
         return collector.replies.first();
     }
 
@@ -122,133 +125,93 @@ private Q_SLOTS:
     void peerName()
     {
         QFETCH(QString, target);
-        QFETCH(QString, peer);
-        QCOMPARE(SnmpEngine::peerName(target), peer);
+        QTEST(SnmpEngine::peerName(target), "peer");
     }
 
-    void requestKinds_data()
+    // status: what the first binding tells a walk (0 go on); -1 any non-zero.
+    void requests_data()
     {
         QTest::addColumn<int>("version");
         QTest::addColumn<int>("kind");
         QTest::addColumn<QString>("oid");
+        QTest::addColumn<int>("error");
         QTest::addColumn<QString>("firstOid");
+        QTest::addColumn<int>("valueType");
+        QTest::addColumn<int>("status");
         QTest::addColumn<int>("minBindings");
-        QTest::newRow("v1 get") << 1 << int(SnmpQuery::Get) << "1.3.6.1.2.1.1.3.0" << "1.3.6.1.2.1.1.3.0" << 1;
-        QTest::newRow("v2c get, leading dot") << 2 << int(SnmpQuery::Get) << ".1.3.6.1.2.1.1.3.0"
-                                              << "1.3.6.1.2.1.1.3.0" << 1;
-        QTest::newRow("v1 getnext") << 1 << int(SnmpQuery::GetNext) << "1.3.6.1.2.1.1.3" << "1.3.6.1.2.1.1.3.0" << 1;
-        QTest::newRow("v2c getnext") << 2 << int(SnmpQuery::GetNext) << "1.3.6.1.2.1.1" << "1.3.6.1.2.1.1.1.0" << 1;
-        QTest::newRow("v2c getbulk") << 2 << int(SnmpQuery::GetBulk) << "1.3.6.1.2.1.1" << "1.3.6.1.2.1.1.1.0" << 10;
+        const int get = SnmpQuery::Get, next = SnmpQuery::GetNext, bulk = SnmpQuery::GetBulk;
+        QTest::newRow("v1 get") << 1 << get << sysUpTime << 0 << sysUpTime << 67 << 0 << 1;
+        QTest::newRow("v2c get, leading dot") << 2 << get << "." + sysUpTime << 0 << sysUpTime << 67 << 0 << 1;
+        QTest::newRow("v1 getnext") << 1 << next << "1.3.6.1.2.1.1.3" << 0 << sysUpTime << 67 << 0 << 1;
+        QTest::newRow("v2c getnext") << 2 << next << "1.3.6.1.2.1.1" << 0 << "1.3.6.1.2.1.1.1.0" << 4 << 0 << 1;
+        QTest::newRow("v2c getbulk") << 2 << bulk << "1.3.6.1.2.1.1" << 0 << "1.3.6.1.2.1.1.1.0" << 4 << 0 << 10;
+        QTest::newRow("v1 missing object is noSuchName") << 1 << get << "1.3.6.1.2.1.1.99.0" << 2 << "" << 5 << -1
+                                                         << 1;
+        QTest::newRow("v2c missing object is an exception value")
+            << 2 << get << "1.3.6.1.2.1.1.99.0" << 0 << "" << 128 << -1 << 1;
+        QTest::newRow("v2c missing instance") << 2 << get << "1.3.6.1.2.1.1.3.7" << 0 << "" << 129 << -1 << 1;
+        QTest::newRow("end of mib view") << 2 << next << "2.0" << 0 << "" << 130 << 130 << 1;
     }
-    void requestKinds()
+    void requests()
     {
         QFETCH(int, version);
         QFETCH(int, kind);
         QFETCH(QString, oid);
         QFETCH(QString, firstOid);
+        QFETCH(int, status);
         QFETCH(int, minBindings);
-        const auto reply = roundTrip(makeQuery(m_snmpd.target(), QStringLiteral("public"), kind, oid, nullptr, version));
-        QCOMPARE(reply.error, 0);
-        QVERIFY(reply.bindings.size() >= minBindings);
-        QCOMPARE(reply.bindings.first().OID, firstOid);
-        QCOMPARE(reply.bindings.first().Status, 0);
+        const auto reply = roundTrip(snmpd(kind, oid, nullptr, QStringLiteral("public"), version));
+        QTEST(reply.error, "error");
+        QCOMPARE(reply.description.isEmpty(), reply.error == 0);
         QCOMPARE(reply.nodeId, oid);
+        QVERIFY(reply.bindings.size() >= minBindings);
+        const VarBind &first = reply.bindings.first();
+        if (!firstOid.isEmpty())
+            QCOMPARE(first.OID, firstOid);
+        QTEST(first.ValueType, "valueType");
+        if (status >= 0)
+            QCOMPARE(first.Status, status);
+        else
+            QVERIFY(first.Status != 0);
     }
 
-    void agentErrors_data()
-    {
-        QTest::addColumn<int>("version");
-        QTest::addColumn<QString>("oid");
-        QTest::addColumn<int>("error");
-        QTest::addColumn<int>("valueType");
-        QTest::newRow("v1 missing object is noSuchName") << 1 << "1.3.6.1.2.1.1.99.0" << 2 << 5;
-        QTest::newRow("v2c missing object is an exception value") << 2 << "1.3.6.1.2.1.1.99.0" << 0 << 128;
-        QTest::newRow("v2c missing instance") << 2 << "1.3.6.1.2.1.1.3.7" << 0 << 129;
-    }
-    void agentErrors()
-    {
-        QFETCH(int, version);
-        QFETCH(QString, oid);
-        QFETCH(int, error);
-        QFETCH(int, valueType);
-        const auto reply = roundTrip(
-            makeQuery(m_snmpd.target(), QStringLiteral("public"), SnmpQuery::Get, oid, nullptr, version));
-        QCOMPARE(reply.error, error);
-        QCOMPARE(reply.bindings.size(), 1);
-        QCOMPARE(reply.bindings.first().ValueType, valueType);
-        // Either way the binding says that a walk must not go on from it.
-        QVERIFY(reply.bindings.first().Status != 0);
-        if (error != 0)
-            QVERIFY(!reply.description.isEmpty());
-    }
-
-    void endOfMibView()
-    {
-        const auto reply = roundTrip(makeQuery(m_snmpd.target(), QStringLiteral("public"), SnmpQuery::GetNext,
-                                               QStringLiteral("2.0"), nullptr));
-        QCOMPARE(reply.error, 0);
-        QCOMPARE(reply.bindings.first().ValueType, 130);
-        QCOMPARE(reply.bindings.first().Status, 130);
-    }
-
-    void setRoundTrip_data()
+    // error: 0 success, 1 the agent refuses, -1 the request never leaves.
+    void set_data()
     {
         QTest::addColumn<QString>("community");
         QTest::addColumn<QString>("value");
+        QTest::addColumn<int>("type");
         QTest::addColumn<int>("error");
-        QTest::newRow("write community") << "private" << "node-\u00e9-1" << 0;
-        QTest::newRow("read-only community") << "public" << "refused" << -1;
+        QTest::newRow("write community") << "private" << "node-\u00e9-1" << 4 << 0;
+        QTest::newRow("read-only community") << "public" << "refused" << 4 << 1;
+        QTest::newRow("integer text") << "private" << "twelve" << 2 << -1;
+        QTest::newRow("integer overflow") << "private" << "4294967296" << 2 << -1;
+        QTest::newRow("ip address") << "private" << "1.2.3" << 64 << -1;
+        QTest::newRow("unknown type") << "private" << "x" << 99 << -1;
+        QTest::newRow("oid value") << "private" << "1..3" << 6 << -1;
     }
-    void setRoundTrip()
+    void set()
     {
         QFETCH(QString, community);
         QFETCH(QString, value);
+        QFETCH(int, type);
         QFETCH(int, error);
         const QString sysName = QStringLiteral("1.3.6.1.2.1.1.5.0");
-        auto *set = makeQuery(m_snmpd.target(), community, SnmpQuery::Set, QString(), nullptr);
-        set->VarBinds()->Clear();
-        set->VarBinds()->Add(sysName, value, 4);
+        auto *set = snmpd(SnmpQuery::Set, QString(), nullptr, community);
+        set->VarBinds()->Add(sysName, value, type);
         const auto reply = roundTrip(set);
+        // An agent's refusal is noAccess (6) or authorizationError (16).
+        QVERIFY2(error == 0 ? reply.error == 0 : (error > 0 ? reply.error > 0 : (reply.error < 0 && reply.error > -998)),
+                 qPrintable(QString::number(reply.error) + u' ' + reply.description));
+        QCOMPARE(reply.description.isEmpty(), error == 0);
         if (error == 0) {
-            QCOMPARE(reply.error, 0);
-            const auto read = roundTrip(
-                makeQuery(m_snmpd.target(), QStringLiteral("public"), SnmpQuery::Get, sysName, nullptr));
+            const auto read = roundTrip(snmpd(SnmpQuery::Get, sysName));
             QCOMPARE(read.bindings.first().Value, value);
             QCOMPARE(read.bindings.first().HexValue, QString::fromLatin1(value.toLatin1().toHex().toUpper()));
-        } else {
-            // noAccess (6) from v2c agents, or authorizationError (16)
-            QVERIFY2(reply.error > 0, qPrintable(reply.description));
         }
     }
 
-    void badSetValue_data()
-    {
-        QTest::addColumn<QString>("value");
-        QTest::addColumn<int>("type");
-        QTest::newRow("integer text") << "twelve" << 2;
-        QTest::newRow("integer overflow") << "4294967296" << 2;
-        QTest::newRow("ip address") << "1.2.3" << 64;
-        QTest::newRow("unknown type") << "x" << 99;
-        QTest::newRow("oid value") << "1..3" << 6;
-    }
-    void badSetValue()
-    {
-        QFETCH(QString, value);
-        QFETCH(int, type);
-        Collector collector;
-        auto *set = makeQuery(m_snmpd.target(), QStringLiteral("private"), SnmpQuery::Set, QString(), &collector);
-        set->VarBinds()->Clear();
-        set->VarBinds()->Add(QStringLiteral("1.3.6.1.2.1.1.5.0"), value, type);
-        m_engine->Send(set);
-        // Even a request that never leaves ends in a reply from the event loop.
-        QVERIFY(collector.replies.isEmpty());
-        QCOMPARE(m_engine->OutstandingQueries(), 1);
-        QTRY_COMPARE(collector.replies.size(), 1);
-        QVERIFY(collector.replies.first().error < 0);
-        QVERIFY(!collector.replies.first().description.isEmpty());
-    }
-
-    void v3Users_data()
+    void v3_data()
     {
         QTest::addColumn<QString>("user");
         QTest::addColumn<int>("level");
@@ -256,93 +219,71 @@ private Q_SLOTS:
         QTest::addColumn<QString>("authPass");
         QTest::addColumn<QString>("priv");
         QTest::addColumn<QString>("privPass");
+        QTest::addColumn<bool>("ok");
         for (const SnmpAgent::V3User &u : SnmpAgent::v3Users()) {
             const int level = u.authProtocol.isEmpty() ? 1 : (u.privProtocol.isEmpty() ? 2 : 3);
-            QTest::newRow(qPrintable(u.name)) << u.name << level << u.authProtocol << u.authPassword
-                                              << u.privProtocol << u.privPassword;
+            QTest::newRow(qPrintable(u.name)) << u.name << level << u.authProtocol << u.authPassword << u.privProtocol
+                                              << u.privPassword << true;
         }
+        const QString pass = QStringLiteral("authpass-SHA"), privPass = QStringLiteral("privpass-AES");
+        QTest::newRow("unknown user") << "nobodyhere" << 3 << "SHA" << pass << "AES" << privPass << false;
+        QTest::newRow("unknown auth protocol") << "ushaaes" << 3 << "SHA-999" << pass << "AES" << privPass << false;
+        QTest::newRow("unknown priv protocol") << "ushaaes" << 3 << "SHA" << pass << "ROT13" << privPass << false;
     }
-    void v3Users()
+    void v3()
     {
+        QFETCH(bool, ok);
+        auto *query = snmpd(SnmpQuery::GetBulk, QStringLiteral("1.3.6.1.2.1.1"), nullptr, QString(), 3);
+        SnmpSession *v3 = query->V3Settings();
         QFETCH(QString, user);
         QFETCH(int, level);
         QFETCH(QString, auth);
         QFETCH(QString, authPass);
         QFETCH(QString, priv);
         QFETCH(QString, privPass);
-        auto *query = makeQuery(m_snmpd.target(), QString(), SnmpQuery::GetBulk, QStringLiteral("1.3.6.1.2.1.1"),
-                                nullptr, 3);
-        query->V3Settings()->setUserName(user);
-        query->V3Settings()->setSecurityLevel(level);
-        query->V3Settings()->setAuthProtocol(auth);
-        query->V3Settings()->setAuthPassword(authPass);
-        query->V3Settings()->setPrivProtocol(priv);
-        query->V3Settings()->setPrivPassword(privPass);
-        const auto reply = roundTrip(query);
-        QVERIFY2(reply.error == 0, qPrintable(reply.description));
-        QCOMPARE(reply.bindings.first().OID, QStringLiteral("1.3.6.1.2.1.1.1.0"));
-    }
-
-    void v3Failures_data()
-    {
-        QTest::addColumn<QString>("user");
-        QTest::addColumn<QString>("auth");
-        QTest::addColumn<QString>("priv");
-        QTest::newRow("unknown user") << "nobodyhere" << "SHA" << "AES";
-        QTest::newRow("unknown auth protocol") << "ushaaes" << "SHA-999" << "AES";
-        QTest::newRow("unknown priv protocol") << "ushaaes" << "SHA" << "ROT13";
-    }
-    void v3Failures()
-    {
-        QFETCH(QString, user);
-        QFETCH(QString, auth);
-        QFETCH(QString, priv);
-        auto *query = makeQuery(m_snmpd.target(), QString(), SnmpQuery::Get, QStringLiteral("1.3.6.1.2.1.1.3.0"),
-                                nullptr, 3);
-        query->V3Settings()->setUserName(user);
-        query->V3Settings()->setSecurityLevel(SnmpSession::AuthPriv);
-        query->V3Settings()->setAuthProtocol(auth);
-        query->V3Settings()->setAuthPassword(QStringLiteral("authpass-SHA"));
-        query->V3Settings()->setPrivProtocol(priv);
-        query->V3Settings()->setPrivPassword(QStringLiteral("privpass-AES"));
-        query->setTimeout(300);
+        v3->setUserName(user);
+        v3->setSecurityLevel(level);
+        v3->setAuthProtocol(auth);
+        v3->setAuthPassword(authPass);
+        v3->setPrivProtocol(priv);
+        v3->setPrivPassword(privPass);
         query->setRetries(0);
         const auto reply = roundTrip(query);
-        QVERIFY2(reply.error != 0, qPrintable(reply.bindings.value(0).OID + QLatin1Char(' ') + reply.bindings.value(0).Value));
-        QVERIFY(!reply.description.isEmpty());
+        if (ok) {
+            QVERIFY2(reply.error == 0, qPrintable(reply.description));
+            QCOMPARE(reply.bindings.first().OID, QStringLiteral("1.3.6.1.2.1.1.1.0"));
+        } else {
+            QVERIFY2(reply.error != 0 && reply.error > -998, qPrintable(reply.bindings.value(0).Value));
+            QVERIFY(!reply.description.isEmpty());
+        }
     }
 
     void timeoutOnSilentPort()
     {
-        const QString silent = QStringLiteral("127.0.0.1:%1").arg(SnmpAgent::freeUdpPort());
-        auto *query = makeQuery(silent, QStringLiteral("public"), SnmpQuery::Get, QStringLiteral("1.3.6.1.2.1.1.3.0"),
-                                nullptr);
+        auto *query = makeQuery(silentTarget(), QStringLiteral("public"));
         query->setTimeout(200);
         query->setRetries(1);
         QElapsedTimer clock;
         clock.start();
-        const auto reply = roundTrip(query, 5000);
+        const auto reply = roundTrip(query);
         QCOMPARE(reply.error, -24);
         QCOMPARE(reply.description, QStringLiteral("Timeout"));
         // The request's own binding comes back with the time-out.
-        QCOMPARE(reply.bindings.first().OID, QStringLiteral("1.3.6.1.2.1.1.3.0"));
+        QCOMPARE(reply.bindings.first().OID, sysUpTime);
         QVERIFY2(clock.elapsed() >= 350 && clock.elapsed() < 2000, qPrintable(QString::number(clock.elapsed())));
     }
 
     void unresolvableTarget()
     {
-        const auto reply = roundTrip(makeQuery(QStringLiteral("no-such-host.invalid"), QStringLiteral("public"),
-                                               SnmpQuery::Get, QStringLiteral("1.3.6.1.2.1.1.3.0"), nullptr));
-        QVERIFY(reply.error < 0);
+        const auto reply = roundTrip(makeQuery(QStringLiteral("no-such-host.invalid"), QStringLiteral("public")));
+        QVERIFY(reply.error < 0 && reply.error > -998);
         QVERIFY(!reply.description.isEmpty());
     }
 
     void repliesOnlyFromTheEventLoop()
     {
         Collector collector;
-        m_engine->Send(makeQuery(m_snmpd.target(), QStringLiteral("public"), SnmpQuery::Get,
-                                 QStringLiteral("1.3.6.1.2.1.1.3.0"), &collector));
-        QCOMPARE(m_engine->OutstandingQueries(), 1);
+        m_engine->Send(snmpd(SnmpQuery::Get, sysUpTime, &collector));
         QThread::msleep(200); // the answer is in the socket by now, but nobody has read it
         QVERIFY(collector.replies.isEmpty());
         QCOMPARE(m_engine->OutstandingQueries(), 1);
@@ -353,31 +294,26 @@ private Q_SLOTS:
 
     void cancelEndsEveryCallersQueries()
     {
-        const QString silent = QStringLiteral("127.0.0.1:%1").arg(SnmpAgent::freeUdpPort());
+        const QString silent = silentTarget();
         Collector first;
         Collector second;
         for (Collector *c : {&first, &second}) {
             m_engine->Send(makeQuery(silent, QStringLiteral("public"), SnmpQuery::GetNext, QStringLiteral("1.3"), c));
-            m_engine->Send(makeQuery(m_snmpd.target(), QStringLiteral("public"), SnmpQuery::GetNext,
-                                     QStringLiteral("1.3"), c));
+            m_engine->Send(snmpd(SnmpQuery::GetNext, QStringLiteral("1.3"), c));
         }
         QCOMPARE(m_engine->OutstandingQueries(), 4);
         m_engine->CancelAll();
         QCOMPARE(m_engine->OutstandingQueries(), 0);
         QTest::qWait(1500);
-        QVERIFY(first.replies.isEmpty());
-        QVERIFY(second.replies.isEmpty());
+        QVERIFY(first.replies.isEmpty() && second.replies.isEmpty());
         // The engine works on afterwards.
-        const auto reply = roundTrip(makeQuery(m_snmpd.target(), QStringLiteral("public"), SnmpQuery::Get,
-                                               QStringLiteral("1.3.6.1.2.1.1.3.0"), nullptr));
-        QCOMPARE(reply.error, 0);
+        QCOMPARE(roundTrip(snmpd()).error, 0);
     }
 
     void destroyedCallbackGetsNothing()
     {
         auto *gone = new Collector;
-        m_engine->Send(makeQuery(m_snmpd.target(), QStringLiteral("public"), SnmpQuery::Get,
-                                 QStringLiteral("1.3.6.1.2.1.1.3.0"), gone));
+        m_engine->Send(snmpd(SnmpQuery::Get, sysUpTime, gone));
         delete gone;
         QTRY_COMPARE(m_engine->OutstandingQueries(), 0);
     }
@@ -387,8 +323,7 @@ private Q_SLOTS:
         Collector collector;
         collector.throwInReply = true;
         for (int i = 0; i < 3; ++i)
-            m_engine->Send(makeQuery(m_snmpd.target(), QStringLiteral("public"), SnmpQuery::Get,
-                                     QStringLiteral("1.3.6.1.2.1.1.3.0"), &collector));
+            m_engine->Send(snmpd(SnmpQuery::Get, sysUpTime, &collector));
         QTRY_COMPARE(collector.replies.size(), 3);
     }
 
@@ -407,32 +342,27 @@ private Q_SLOTS:
         QVERIFY(expected.size() > 100);
 
         QVector<VarBind> walked;
-        QString next = QStringLiteral("1.3.6");
-        bool done = false;
-        while (!done) {
-            auto *query = makeQuery(m_snmpsim.target(), QStringLiteral("linux-full-walk"), SnmpQuery::GetBulk, next,
-                                    nullptr);
+        for (bool done = false; !done;) {
+            auto *query = makeQuery(m_snmpsim.target(), QStringLiteral("linux-full-walk"), SnmpQuery::GetBulk,
+                                    walked.isEmpty() ? QStringLiteral("1.3.6") : walked.last().OID);
             query->setMaxRepetitions(25);
             const auto reply = roundTrip(query);
             QCOMPARE(reply.error, 0);
             for (const VarBind &b : reply.bindings) {
-                if (b.Status != 0) {
-                    done = true;
+                if ((done = b.Status != 0))
                     break;
-                }
                 walked.append(b);
             }
-            next = walked.last().OID;
         }
         QCOMPARE(walked.size(), expected.size());
         for (int i = 0; i < walked.size(); ++i) {
-            const QByteArrayList &row = expected.at(i);
-            const QByteArray type = row.at(1);
-            QCOMPARE(walked.at(i).OID, QString::fromLatin1(row.at(0)));
-            QCOMPARE(walked.at(i).ValueType, type.endsWith('x') ? type.chopped(1).toInt() : type.toInt());
-            QCOMPARE(walked.at(i).Value, expectedValue(type, row.at(2)));
-            if (type.endsWith('x'))
-                QCOMPARE(walked.at(i).HexValue, QString::fromLatin1(row.at(2).toUpper()));
+            const QByteArray type = expected.at(i).at(1), value = expected.at(i).at(2);
+            const bool hex = type.endsWith('x');
+            QCOMPARE(walked.at(i).OID, QString::fromLatin1(expected.at(i).at(0)));
+            QCOMPARE(walked.at(i).ValueType, hex ? type.chopped(1).toInt() : type.toInt());
+            QCOMPARE(walked.at(i).Value, QString::fromLatin1(hex ? QByteArray::fromHex(value) : value));
+            if (hex)
+                QCOMPARE(walked.at(i).HexValue, QString::fromLatin1(value.toUpper()));
         }
     }
 
@@ -444,16 +374,14 @@ private Q_SLOTS:
         QTest::newRow("gauge with high bit") << "1.3.6.1.2.1.2.2.1.5.1" << "3B9ACA00";
         QTest::newRow("octet string") << "1.3.6.1.2.1.2.2.1.2.1" << "65746830";
         QTest::newRow("object identifier") << "1.3.6.1.2.1.2.2.1.22.1" << "00";
-        QTest::newRow("time ticks") << "1.3.6.1.2.1.1.3.0" << "01E240";
+        QTest::newRow("time ticks") << sysUpTime << "01E240";
     }
     void hexForms()
     {
         QFETCH(QString, oid);
-        QFETCH(QString, hex);
-        const auto reply =
-            roundTrip(makeQuery(m_snmpsim.target(), QStringLiteral("iftable"), SnmpQuery::Get, oid, nullptr));
+        const auto reply = roundTrip(makeQuery(m_snmpsim.target(), QStringLiteral("iftable"), SnmpQuery::Get, oid));
         QCOMPARE(reply.error, 0);
-        QCOMPARE(reply.bindings.first().HexValue, hex);
+        QTEST(reply.bindings.first().HexValue, "hex");
     }
 
     // Several callers walking columns side by side, as the table view does.
@@ -480,21 +408,17 @@ private Q_SLOTS:
                                                              nullptr, 0, true, column);
             }
         };
-        QList<Walker *> walkers;
+        std::vector<std::unique_ptr<Walker>> walkers;
         for (int column = 1; column <= 22; ++column) {
-            auto *w = new Walker;
+            auto *w = walkers.emplace_back(std::make_unique<Walker>()).get();
             w->column = QStringLiteral("1.3.6.1.2.1.2.2.1.%1").arg(column);
             w->target = m_snmpsim.target();
-            walkers.append(w);
             PelorusWrapper::instance()->SNMPQueryGetNext(w->target, QStringLiteral("iftable"), w->column, 2, w,
                                                          nullptr, true, w->column);
         }
         QTRY_VERIFY_WITH_TIMEOUT(m_engine->OutstandingQueries() == 0, 20000);
-        for (Walker *w : walkers) {
-            QVERIFY(w->finished);
-            QCOMPARE(w->count, 150);
-        }
-        qDeleteAll(walkers);
+        for (const auto &w : walkers)
+            QVERIFY(w->finished && w->count == 150);
     }
 };
 
