@@ -16,20 +16,32 @@
 
 namespace {
 
-const char kExamples[] = "/usr/share/doc/snmpsim/examples/data/recorded/";
-
 bool writeFile(const QString &path, const QByteArray &content)
 {
     QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
-        return false;
-    return file.write(content) == content.size();
+    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(content) == content.size();
 }
 
-void setError(QString *error, const QString &text)
+bool fail(QString *error, const QString &text)
 {
     if (error != nullptr)
         *error = text;
+    return false;
+}
+
+bool launch(std::unique_ptr<QProcess> &process, const QString &program, const QStringList &arguments,
+            const QProcessEnvironment &env, QString *error)
+{
+    process = std::make_unique<QProcess>();
+    process->setProcessEnvironment(env);
+    process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    process->setStandardOutputFile(QProcess::nullDevice());
+    process->start(program, arguments);
+    if (process->waitForStarted(5000))
+        return true;
+    const QString text = program + QStringLiteral(" did not start: ") + process->errorString();
+    process.reset();
+    return fail(error, text);
 }
 
 } // namespace
@@ -43,18 +55,12 @@ SnmpAgent::~SnmpAgent()
 
 QList<SnmpAgent::V3User> SnmpAgent::v3Users()
 {
-    QList<V3User> users;
-    users.append({QStringLiteral("plainuser"), QString(), QString(), QString(), QString()});
-    const QStringList auths = {QStringLiteral("MD5"),     QStringLiteral("SHA"),     QStringLiteral("SHA-224"),
-                               QStringLiteral("SHA-256"), QStringLiteral("SHA-384"), QStringLiteral("SHA-512")};
-    const QStringList privs = {QString(), QStringLiteral("DES"), QStringLiteral("AES"), QStringLiteral("AES-192"),
-                               QStringLiteral("AES-256")};
-    for (const QString &auth : auths) {
-        for (const QString &priv : privs) {
-            QString name = QStringLiteral("u") + auth + (priv.isEmpty() ? QStringLiteral("nopriv") : priv);
-            name.remove(QLatin1Char('-'));
-            users.append({name.toLower(), auth, QStringLiteral("authpass-") + auth, priv,
-                          priv.isEmpty() ? QString() : QStringLiteral("privpass-") + priv});
+    QList<V3User> users = {{QStringLiteral("plainuser"), QString(), QString(), QString(), QString()}};
+    for (const char *auth : {"MD5", "SHA", "SHA-224", "SHA-256", "SHA-384", "SHA-512"}) {
+        for (const char *priv : {"", "DES", "AES", "AES-192", "AES-256"}) {
+            const QString a = QLatin1String(auth), p = QLatin1String(priv);
+            const QString name = QString(u'u' + a + (p.isEmpty() ? QStringLiteral("nopriv") : p)).remove(u'-').toLower();
+            users.append({name, a, QStringLiteral("authpass-") + a, p, p.isEmpty() ? QString() : "privpass-" + p});
         }
     }
     return users;
@@ -68,7 +74,6 @@ quint16 SnmpAgent::freeUdpPort()
     sockaddr_in address = {};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = 0;
     socklen_t length = sizeof(address);
     quint16 port = 0;
     if (::bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof(address)) == 0
@@ -80,19 +85,17 @@ quint16 SnmpAgent::freeUdpPort()
 
 QByteArray SnmpAgent::ifTableRecording(int rows)
 {
-    QByteArray out;
-    out += "1.3.6.1.2.1.1.1.0|4|Generated interface table\n";
-    out += "1.3.6.1.2.1.1.2.0|6|1.3.6.1.4.1.8072.3.2.10\n";
-    out += "1.3.6.1.2.1.1.3.0|67|123456\n";
-    out += "1.3.6.1.2.1.1.5.0|4|generated\n";
-    out += "1.3.6.1.2.1.2.1.0|2|" + QByteArray::number(rows) + "\n";
+    QByteArray out = "1.3.6.1.2.1.1.1.0|4|Generated interface table\n"
+                     "1.3.6.1.2.1.1.2.0|6|1.3.6.1.4.1.8072.3.2.10\n"
+                     "1.3.6.1.2.1.1.3.0|67|123456\n"
+                     "1.3.6.1.2.1.1.5.0|4|generated\n"
+                     "1.3.6.1.2.1.2.1.0|2|"
+        + QByteArray::number(rows) + "\n";
     // Column by column, rows in ascending order: the file is in OID order.
     const int types[22] = {2, 4, 2, 2, 66, 4, 2, 2, 67, 65, 65, 65, 65, 65, 65, 65, 65, 65, 65, 65, 66, 6};
     for (int column = 1; column <= 22; ++column) {
-        const QByteArray prefix = "1.3.6.1.2.1.2.2.1." + QByteArray::number(column) + '.';
         for (int row = 1; row <= rows; ++row) {
-            QByteArray value;
-            int type = types[column - 1];
+            QByteArray type = QByteArray::number(types[column - 1]), value;
             switch (column) {
             case 1: value = QByteArray::number(row); break;
             case 2: value = "eth" + QByteArray::number(row - 1); break;
@@ -100,15 +103,16 @@ QByteArray SnmpAgent::ifTableRecording(int rows)
             case 4: value = "1500"; break;
             case 5: value = "1000000000"; break;
             case 6:
+                type = "4x";
                 value = "0000" + QByteArray::number(0x5e000000 + row, 16).rightJustified(8, '0');
-                out += prefix + QByteArray::number(row) + "|4x|" + value + '\n';
-                continue;
+                break;
             case 7: value = "1"; break;
             case 8: value = row % 7 == 0 ? "2" : "1"; break;
             case 22: value = "0.0"; break;
             default: value = QByteArray::number(quint64(row) * 1000 + column); break;
             }
-            out += prefix + QByteArray::number(row) + '|' + QByteArray::number(type) + '|' + value + '\n';
+            out += "1.3.6.1.2.1.2.2.1." + QByteArray::number(column) + '.' + QByteArray::number(row) + '|' + type + '|'
+                + value + '\n';
         }
     }
     return out;
@@ -117,94 +121,60 @@ QByteArray SnmpAgent::ifTableRecording(int rows)
 bool SnmpAgent::startSnmpd(QString *error)
 {
     stop();
-    if (!m_dir.isValid()) {
-        setError(error, QStringLiteral("no temporary folder"));
-        return false;
-    }
     m_port = freeUdpPort();
-    QByteArray config = "rocommunity public 127.0.0.1\n"
-                        "rwcommunity private 127.0.0.1\n"
-                        "dontLogTCPWrappersConnects yes\n"
-                        "rouser plainuser noauth\n"
-                        "createUser plainuser\n";
+    QByteArray config = "rocommunity public 127.0.0.1\nrwcommunity private 127.0.0.1\n"
+                        "dontLogTCPWrappersConnects yes\nrouser plainuser noauth\ncreateUser plainuser\n";
     for (const V3User &user : v3Users()) {
         if (user.authProtocol.isEmpty())
             continue;
-        config += "createUser " + user.name.toLatin1() + ' ' + user.authProtocol.toLatin1() + ' '
-            + user.authPassword.toLatin1();
-        if (!user.privProtocol.isEmpty())
-            config += ' ' + user.privProtocol.toLatin1() + ' ' + user.privPassword.toLatin1();
-        config += '\n';
-        config += "rwuser " + user.name.toLatin1() + (user.privProtocol.isEmpty() ? " auth\n" : " priv\n");
+        const QString line = QStringLiteral("createUser %1 %2 %3 %4 %5")
+                                 .arg(user.name, user.authProtocol, user.authPassword, user.privProtocol,
+                                      user.privPassword)
+                                 .trimmed();
+        config += (line + QStringLiteral("\nrwuser ") + user.name
+                   + (user.privProtocol.isEmpty() ? QStringLiteral(" auth\n") : QStringLiteral(" priv\n")))
+                      .toLatin1();
     }
     const QString conf = m_dir.filePath(QStringLiteral("snmpd.conf"));
-    QDir(m_dir.path()).mkpath(QStringLiteral("persist"));
-    if (!writeFile(conf, config)) {
-        setError(error, QStringLiteral("cannot write the snmpd configuration"));
-        return false;
-    }
-    m_process = std::make_unique<QProcess>();
+    if (!m_dir.isValid() || !QDir(m_dir.path()).mkpath(QStringLiteral("persist")) || !writeFile(conf, config))
+        return fail(error, QStringLiteral("cannot write the snmpd configuration"));
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert(QStringLiteral("SNMP_PERSISTENT_DIR"), m_dir.filePath(QStringLiteral("persist")));
     env.insert(QStringLiteral("SNMPCONFPATH"), m_dir.path());
     env.insert(QStringLiteral("MIBS"), QString());
     env.insert(QStringLiteral("MIBDIRS"), QString());
-    m_process->setProcessEnvironment(env);
-    m_process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    m_process->setStandardOutputFile(QProcess::nullDevice());
-    m_process->start(QStringLiteral("/usr/sbin/snmpd"),
-                     {QStringLiteral("-f"), QStringLiteral("-C"), QStringLiteral("-c"), conf, QStringLiteral("-Lf"),
-                      m_dir.filePath(QStringLiteral("snmpd.log")), QStringLiteral("-p"),
-                      m_dir.filePath(QStringLiteral("snmpd.pid")),
-                      QStringLiteral("udp:127.0.0.1:%1").arg(m_port)});
-    if (!m_process->waitForStarted(5000)) {
-        setError(error, QStringLiteral("snmpd did not start: ") + m_process->errorString());
-        m_process.reset();
-        return false;
-    }
-    return waitUntilAnswering(QStringLiteral("public"), error);
+    return launch(m_process, QStringLiteral("/usr/sbin/snmpd"),
+                  {QStringLiteral("-f"), QStringLiteral("-C"), QStringLiteral("-c"), conf, QStringLiteral("-Lf"),
+                   m_dir.filePath(QStringLiteral("snmpd.log")), QStringLiteral("-p"),
+                   m_dir.filePath(QStringLiteral("snmpd.pid")), QStringLiteral("udp:127.0.0.1:%1").arg(m_port)},
+                  env, error)
+        && waitUntilAnswering(QStringLiteral("public"), error);
 }
 
 bool SnmpAgent::startSnmpsim(const QStringList &examples, const QList<QPair<QString, QByteArray>> &files,
                              int maxVarBinds, QString *error)
 {
     stop();
-    if (!m_dir.isValid()) {
-        setError(error, QStringLiteral("no temporary folder"));
-        return false;
-    }
     m_port = freeUdpPort();
     const QString data = m_dir.filePath(QStringLiteral("data"));
     const QString cache = m_dir.filePath(QStringLiteral("cache"));
-    QDir(m_dir.path()).mkpath(QStringLiteral("data"));
-    QDir(m_dir.path()).mkpath(QStringLiteral("cache"));
-    QString community;
+    if (!m_dir.isValid() || !QDir().mkpath(data) || !QDir().mkpath(cache))
+        return fail(error, QStringLiteral("no temporary folder"));
+    QList<QPair<QString, QByteArray>> recordings;
     for (const QString &example : examples) {
-        const QString plain = QLatin1String(kExamples) + example + QStringLiteral(".snmprec");
-        QByteArray content;
-        if (QFileInfo::exists(plain)) {
-            QFile file(plain);
-            if (file.open(QIODevice::ReadOnly))
-                content = file.readAll();
-        } else {
-            QProcess gunzip;
-            gunzip.start(QStringLiteral("gunzip"), {QStringLiteral("-c"), plain + QStringLiteral(".gz")});
-            gunzip.waitForFinished(30000);
-            content = gunzip.readAllStandardOutput();
-        }
-        if (content.isEmpty()) {
-            setError(error, QStringLiteral("recording not found: ") + example);
-            return false;
-        }
-        writeFile(data + QLatin1Char('/') + example + QStringLiteral(".snmprec"), content);
-        if (community.isEmpty())
-            community = example;
+        // Some of snmpsim's examples are gzipped, some are not.
+        const QString plain = QStringLiteral("/usr/share/doc/snmpsim/examples/data/recorded/") + example + ".snmprec";
+        QProcess gunzip;
+        gunzip.start(QStringLiteral("gzip"), {QStringLiteral("-dcf"), QFileInfo::exists(plain) ? plain : plain + ".gz"});
+        gunzip.waitForFinished(30000);
+        recordings.append({example + QStringLiteral(".snmprec"), gunzip.readAllStandardOutput()});
+        if (recordings.last().second.isEmpty())
+            return fail(error, QStringLiteral("recording not found: ") + example);
     }
-    for (const auto &file : files) {
-        writeFile(data + QLatin1Char('/') + file.first, file.second);
-        if (community.isEmpty())
-            community = QFileInfo(file.first).completeBaseName();
-    }
+    recordings += files;
+    for (const auto &file : recordings)
+        writeFile(data + u'/' + file.first, file.second);
+    const QString community = recordings.isEmpty() ? QString() : QFileInfo(recordings.first().first).completeBaseName();
 
     QStringList arguments = {QStringLiteral("--data-dir=") + data, QStringLiteral("--cache-dir=") + cache,
                              QStringLiteral("--agent-udpv4-endpoint=127.0.0.1:%1").arg(m_port),
@@ -215,68 +185,49 @@ bool SnmpAgent::startSnmpsim(const QStringList &examples, const QList<QPair<QStr
         // It refuses to run as root and drops to nobody before it reads its data.
         const passwd *nobody = getpwnam("nobody");
         const group *nogroup = getgrnam("nogroup");
-        if (nobody == nullptr || nogroup == nullptr) {
-            setError(error, QStringLiteral("no user nobody / group nogroup"));
-            return false;
-        }
+        if (nobody == nullptr || nogroup == nullptr)
+            return fail(error, QStringLiteral("no user nobody / group nogroup"));
         for (const QString &path : {m_dir.path(), data})
             QFile::setPermissions(path, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner
                                             | QFileDevice::ReadOther | QFileDevice::ExeOther
                                             | QFileDevice::ReadGroup | QFileDevice::ExeGroup);
-        const QByteArray cachePath = QFile::encodeName(cache);
-        if (::chown(cachePath.constData(), nobody->pw_uid, nogroup->gr_gid) != 0) {
-            setError(error, QStringLiteral("cannot hand the cache folder to nobody"));
-            return false;
-        }
-        arguments.append(QStringLiteral("--process-user=nobody"));
-        arguments.append(QStringLiteral("--process-group=nogroup"));
+        if (::chown(QFile::encodeName(cache).constData(), nobody->pw_uid, nogroup->gr_gid) != 0)
+            return fail(error, QStringLiteral("cannot hand the cache folder to nobody"));
+        arguments << QStringLiteral("--process-user=nobody") << QStringLiteral("--process-group=nogroup");
     }
-    m_process = std::make_unique<QProcess>();
-    m_process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    m_process->setStandardOutputFile(QProcess::nullDevice());
-    m_process->start(QStringLiteral("snmpsimd"), arguments);
-    if (!m_process->waitForStarted(5000)) {
-        setError(error, QStringLiteral("snmpsimd did not start: ") + m_process->errorString());
-        m_process.reset();
-        return false;
-    }
-    return waitUntilAnswering(community, error);
+    return launch(m_process, QStringLiteral("snmpsimd"), arguments, QProcessEnvironment::systemEnvironment(), error)
+        && waitUntilAnswering(community, error);
 }
 
 bool SnmpAgent::waitUntilAnswering(const QString &community, QString *error)
 {
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    for (const QString &line : toolEnvironment())
+        env.insert(line.section(u'=', 0, 0), line.section(u'=', 1));
     // Indexing a large recording takes a while; the agent answers once it is done.
-    QDeadlineTimer deadline(120000);
-    while (!deadline.hasExpired()) {
+    for (QDeadlineTimer deadline(120000); !deadline.hasExpired(); QThread::msleep(100)) {
         if (m_process->state() != QProcess::Running) {
-            setError(error, QStringLiteral("the agent exited with status %1").arg(m_process->exitCode()));
+            const int status = m_process->exitCode();
             m_process.reset();
-            return false;
+            return fail(error, QStringLiteral("the agent exited with status %1").arg(status));
         }
         QProcess probe;
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        for (const QString &line : toolEnvironment())
-            env.insert(line.section(QLatin1Char('='), 0, 0), line.section(QLatin1Char('='), 1));
         probe.setProcessEnvironment(env);
-        probe.start(QStringLiteral("snmpgetnext"),
-                    {QStringLiteral("-v2c"), QStringLiteral("-c"), community, QStringLiteral("-t"),
-                     QStringLiteral("0.3"), QStringLiteral("-r"), QStringLiteral("0"), QStringLiteral("-On"),
-                     target(), QStringLiteral("1.3.6")});
+        probe.start(QStringLiteral("snmpgetnext"), {QStringLiteral("-v2c"), QStringLiteral("-c"), community,
+                                                    QStringLiteral("-t"), QStringLiteral("0.3"), QStringLiteral("-r"),
+                                                    QStringLiteral("0"), QStringLiteral("-On"), target(),
+                                                    QStringLiteral("1.3.6")});
         probe.waitForFinished(5000);
         if (probe.exitStatus() == QProcess::NormalExit && probe.exitCode() == 0)
             return true;
-        QThread::msleep(100);
     }
-    setError(error, QStringLiteral("the agent did not answer"));
     stop();
-    return false;
+    return fail(error, QStringLiteral("the agent did not answer"));
 }
 
 void SnmpAgent::stop()
 {
-    if (!m_process)
-        return;
-    if (m_process->state() != QProcess::NotRunning) {
+    if (m_process && m_process->state() != QProcess::NotRunning) {
         m_process->terminate();
         if (!m_process->waitForFinished(5000)) {
             m_process->kill();
