@@ -32,17 +32,12 @@ QString notation(const StyledText &text)
 L::Fields sysName(const QString &enumList = QString())
 {
     L::Fields f;
-    f.fullName = QStringLiteral("SNMPv2-MIB:sysName.0");
-    f.oid = QStringLiteral("1.3.6.1.2.1.1.5.0");
-    f.typeString = QStringLiteral("DisplayString");
-    f.accessString = QStringLiteral("read-write");
-    f.statusString = QStringLiteral("mandatory");
-    f.description = QStringLiteral("The sysName object.");
-    f.mib = QStringLiteral("SNMPv2-MIB");
-    f.name = QStringLiteral("sysName.0");
+    f.fullName = QStringLiteral("SNMPv2-MIB:sysName.0"), f.oid = QStringLiteral("1.3.6.1.2.1.1.5.0");
+    f.typeString = QStringLiteral("DisplayString"), f.accessString = QStringLiteral("read-write");
+    f.statusString = QStringLiteral("mandatory"), f.description = QStringLiteral("The sysName object.");
+    f.mib = QStringLiteral("SNMPv2-MIB"), f.name = QStringLiteral("sysName.0");
     f.longName = QStringLiteral("iso.org.sysName.0");
-    if (!enumList.isEmpty())
-        f.enumerated = QStringLiteral("someValues");
+    f.enumerated = enumList.isEmpty() ? QString() : QStringLiteral("someValues");
     f.enumList = enumList;
     return f;
 }
@@ -63,157 +58,144 @@ class tst_DetailsLayout : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void styles();
-    void treeLayout_data();
-    void treeLayout();
-    void controlLayout_data();
-    void controlLayout();
-    void fromDatabase_data();
-    void fromDatabase();
-    void commandLine_data();
-    void commandLine();
-};
-
-void tst_DetailsLayout::styles()
-{
-    QStringList looks;
-    for (int s = L::TreeTitle; s <= L::Plain; ++s) {
-        const StyledText::Piece p = L::styled(L::Style(s), QString());
-        looks << QStringLiteral("%1 %2%3%4").arg(p.colour.name()).arg(p.size).arg(p.bold ? " bold" : "").arg(p.emphasis ? " emphasis" : "");
+    void styles()
+    {
+        QStringList looks;
+        for (int s = L::TreeTitle; s <= L::Plain; ++s) {
+            const StyledText::Piece p = L::styled(L::Style(s), QString());
+            looks << QStringLiteral("%1 %2%3%4").arg(p.colour.name()).arg(p.size).arg(p.bold ? " bold" : "").arg(p.emphasis ? " emphasis" : "");
+        }
+        QCOMPARE(looks, QStringList({QStringLiteral("#408040 10 bold emphasis"), QStringLiteral("#4040ff 8 bold"),
+                                     QStringLiteral("#0000ff 10 bold"), QStringLiteral("#404080 10 bold"),
+                                     QStringLiteral("#008000 10 bold"), QStringLiteral("#404080 8 bold"),
+                                     QStringLiteral("#000000 8")}));
     }
-    QCOMPARE(looks, QStringList({QStringLiteral("#408040 10 bold emphasis"), QStringLiteral("#4040ff 8 bold"),
-                                 QStringLiteral("#0000ff 10 bold"), QStringLiteral("#404080 10 bold"),
-                                 QStringLiteral("#008000 10 bold"), QStringLiteral("#404080 8 bold"),
-                                 QStringLiteral("#000000 8")}));
-}
 
-void tst_DetailsLayout::treeLayout_data()
-{
-    QTest::addColumn<L::Fields>("fields");
-    QTest::addColumn<bool>("shortLayout");
-    QTest::addColumn<QString>("expected");
+    void treeLayout_data()
+    {
+        QTest::addColumn<L::Fields>("fields");
+        QTest::addColumn<bool>("shortLayout");
+        QTest::addColumn<QString>("expected");
 
-    QTest::newRow("no enumeration, empty units keep their line")
-        << sysName() << false << treeHead + treeUnits + treeTail;
-    QTest::newRow("enumeration: one indented line per item")
-        << sysName(QStringLiteral("#1;up(1)|#2;down(2)")) << false
-        << treeHead + treeUnits + treeTail + possible + QStringLiteral("|P    up(1)\n|P    down(2)\n");
-    QTest::newRow("item without semicolon whole, cut at the first one only")
-        << sysName(QStringLiteral("whole item|a;b;c")) << false
-        << treeHead + treeUnits + treeTail + possible + QStringLiteral("|P    whole item\n|P    b;c\n");
-    QTest::newRow("short: no units, no possible values")
-        << sysName(QStringLiteral("#1;up(1)")) << true << treeHead + treeTail;
-}
+        QTest::newRow("no enumeration, empty units keep their line")
+            << sysName() << false << treeHead + treeUnits + treeTail;
+        QTest::newRow("enumeration: one indented line per item")
+            << sysName(QStringLiteral("#1;up(1)|#2;down(2)")) << false
+            << treeHead + treeUnits + treeTail + possible + QStringLiteral("|P    up(1)\n|P    down(2)\n");
+        QTest::newRow("item without semicolon whole, cut at the first one only")
+            << sysName(QStringLiteral("whole item|a;b;c")) << false
+            << treeHead + treeUnits + treeTail + possible + QStringLiteral("|P    whole item\n|P    b;c\n");
+        QTest::newRow("short: no units, no possible values")
+            << sysName(QStringLiteral("#1;up(1)")) << true << treeHead + treeTail;
+    }
 
-void tst_DetailsLayout::treeLayout()
-{
-    QFETCH(L::Fields, fields);
-    QFETCH(bool, shortLayout);
-    QFETCH(QString, expected);
-    QCOMPARE(notation(shortLayout ? L::shortTreeLayout(fields) : L::treeLayout(fields)), expected);
-}
+    void treeLayout()
+    {
+        QFETCH(L::Fields, fields);
+        QFETCH(bool, shortLayout);
+        QTEST(notation(shortLayout ? L::shortTreeLayout(fields) : L::treeLayout(fields)), "expected");
+    }
 
-void tst_DetailsLayout::controlLayout_data()
-{
-    QTest::addColumn<L::Fields>("fields");
-    QTest::addColumn<QString>("title");
-    QTest::addColumn<QString>("raw");
-    QTest::addColumn<QString>("parsed");
-    QTest::addColumn<QString>("expected");
+    void controlLayout_data()
+    {
+        QTest::addColumn<L::Fields>("fields");
+        QTest::addColumn<QString>("title");
+        QTest::addColumn<QString>("raw");
+        QTest::addColumn<QString>("parsed");
+        QTest::addColumn<QString>("expected");
 
-    QTest::newRow("empty title adds no lines, no value no row")
-        << sysName() << QString() << QString() << QString() << controlHead + description;
-    QTest::newRow("title on top") << sysName() << QStringLiteral("Router 1") << QString() << QString()
-                                  << QStringLiteral("|tRouter 1\n\n") + controlHead + description;
-    QTest::newRow("raw value alone") << sysName() << QString() << QStringLiteral("0x0a") << QString()
-                                     << controlHead + QStringLiteral("|cValue \t|P0x0a\n\n") + description;
-    QTest::newRow("parsed value wins over raw")
-        << sysName() << QString() << QStringLiteral("0x0a") << QStringLiteral("ten")
-        << controlHead + QStringLiteral("|cValue \t|Pten\n\n") + description;
-    QTest::newRow("possible values last") << sysName(QStringLiteral("#1;up(1)")) << QString() << QString()
-                                          << QString() << controlHead + description + possible + QStringLiteral("|P    up(1)\n");
-    QTest::newRow("unknown object: the title only")
-        << L::Fields() << QStringLiteral("T") << QStringLiteral("1") << QStringLiteral("2") << QStringLiteral("|tT\n\n");
-}
+        QTest::newRow("empty title adds no lines, no value no row")
+            << sysName() << QString() << QString() << QString() << controlHead + description;
+        QTest::newRow("title on top") << sysName() << QStringLiteral("Router 1") << QString() << QString()
+                                      << QStringLiteral("|tRouter 1\n\n") + controlHead + description;
+        QTest::newRow("raw value alone") << sysName() << QString() << QStringLiteral("0x0a") << QString()
+                                         << controlHead + QStringLiteral("|cValue \t|P0x0a\n\n") + description;
+        QTest::newRow("parsed value wins over raw")
+            << sysName() << QString() << QStringLiteral("0x0a") << QStringLiteral("ten")
+            << controlHead + QStringLiteral("|cValue \t|Pten\n\n") + description;
+        QTest::newRow("possible values last") << sysName(QStringLiteral("#1;up(1)")) << QString() << QString()
+                                              << QString() << controlHead + description + possible + QStringLiteral("|P    up(1)\n");
+        QTest::newRow("unknown object: the title only")
+            << L::Fields() << QStringLiteral("T") << QStringLiteral("1") << QStringLiteral("2") << QStringLiteral("|tT\n\n");
+    }
 
-void tst_DetailsLayout::controlLayout()
-{
-    QFETCH(L::Fields, fields);
-    QFETCH(QString, title);
-    QFETCH(QString, raw);
-    QFETCH(QString, parsed);
-    QFETCH(QString, expected);
-    QCOMPARE(notation(L::controlLayout(fields, title, raw, parsed)), expected);
-}
+    void controlLayout()
+    {
+        QFETCH(L::Fields, fields);
+        QFETCH(QString, title);
+        QFETCH(QString, raw);
+        QFETCH(QString, parsed);
+        QTEST(notation(L::controlLayout(fields, title, raw, parsed)), "expected");
+    }
 
-void tst_DetailsLayout::fromDatabase_data()
-{
-    QTest::addColumn<QString>("oid");
-    QTest::addColumn<QString>("plain");
+    void fromDatabase_data()
+    {
+        QTest::addColumn<QString>("oid");
+        QTest::addColumn<QString>("plain");
 
-    QTest::newRow("enumerated column instance")
-        << QStringLiteral("1.3.6.1.2.1.2.2.1.7.3")
-        << QStringLiteral("IF-MIB:ifAdminStatus.3\r\n\r\nOID \t1.3.6.1.2.1.2.2.1.7.3\r\nType \tINTEGER\r\n"
-                          "Units \t\r\nAccess \tread-write\r\nStatus \tmandatory\r\n\r\nThe ifAdminStatus object.\r\n"
-                          "\r\nPossible Values :\r\n    up(1)\r\n    down(2)\r\n    testing(3)\r\n");
-    QTest::newRow("units") << QStringLiteral("1.3.6.1.2.1.2.2.1.4")
-                           << QStringLiteral("IF-MIB:ifMtu\r\n\r\nOID \t1.3.6.1.2.1.2.2.1.4\r\nType \tInteger32\r\n"
-                                             "Units \toctets, see the note\r\nAccess \tread-only\r\n"
-                                             "Status \tmandatory\r\n\r\nThe ifMtu object.\r\n");
-    QTest::newRow("not in the database: every row, empty values")
-        << QStringLiteral("7.999")
-        << QStringLiteral("\r\n\r\nOID \t\r\nType \t\r\nUnits \t\r\nAccess \tunknown\r\nStatus \tunknown\r\n\r\n\r\n");
-}
+        QTest::newRow("enumerated column instance")
+            << QStringLiteral("1.3.6.1.2.1.2.2.1.7.3")
+            << QStringLiteral("IF-MIB:ifAdminStatus.3\r\n\r\nOID \t1.3.6.1.2.1.2.2.1.7.3\r\nType \tINTEGER\r\n"
+                              "Units \t\r\nAccess \tread-write\r\nStatus \tmandatory\r\n\r\nThe ifAdminStatus object.\r\n"
+                              "\r\nPossible Values :\r\n    up(1)\r\n    down(2)\r\n    testing(3)\r\n");
+        QTest::newRow("units") << QStringLiteral("1.3.6.1.2.1.2.2.1.4")
+                               << QStringLiteral("IF-MIB:ifMtu\r\n\r\nOID \t1.3.6.1.2.1.2.2.1.4\r\nType \tInteger32\r\n"
+                                                 "Units \toctets, see the note\r\nAccess \tread-only\r\n"
+                                                 "Status \tmandatory\r\n\r\nThe ifMtu object.\r\n");
+        QTest::newRow("not in the database: every row, empty values")
+            << QStringLiteral("7.999")
+            << QStringLiteral("\r\n\r\nOID \t\r\nType \t\r\nUnits \t\r\nAccess \tunknown\r\nStatus \tunknown\r\n\r\n\r\n");
+    }
 
-void tst_DetailsLayout::fromDatabase()
-{
-    QFETCH(QString, oid);
-    QFETCH(QString, plain);
-    FixtureDatabase fixture;
-    fixture.addStandardObjects();
-    fixture.activate();
-    QXMibOID record;
-    record.setOID(oid);
-    QCOMPARE(L::treeLayout(record).toPlainText(), plain);
-}
+    void fromDatabase()
+    {
+        QFETCH(QString, oid);
+        FixtureDatabase fixture;
+        fixture.addStandardObjects();
+        fixture.activate();
+        QXMibOID record;
+        record.setOID(oid);
+        QTEST(L::treeLayout(record).toPlainText(), "plain");
+    }
 
-void tst_DetailsLayout::commandLine_data()
-{
-    QTest::addColumn<QStringList>("args");
-    QTest::addColumn<int>("exitCode");
-    QTest::addColumn<QString>("start");
-    QTest::addColumn<QString>("contains");
+    void commandLine_data()
+    {
+        QTest::addColumn<QStringList>("args");
+        QTest::addColumn<int>("exitCode");
+        QTest::addColumn<QString>("start");
+        QTest::addColumn<QString>("contains");
 
-    QTest::newRow("text, LF line ends") << QStringList{QStringLiteral("ifAdminStatus.3")} << 0
-                                        << QStringLiteral("IF-MIB:ifAdminStatus.3\n\nOID \t1.3.6.1.2.1.2.2.1.7.3\n")
-                                        << QStringLiteral("\n    testing(3)\n");
-    QTest::newRow("rtf") << QStringList{QStringLiteral("--rtf"), QStringLiteral("ifAdminStatus")} << 0
-                         << QStringLiteral("{\\rtf1") << QStringLiteral("\\cf1\\b\\ul\\fs20 IF-MIB:ifAdminStatus\\par");
-    QTest::newRow("short html") << QStringList{QStringLiteral("--html"), QStringLiteral("--short"), QStringLiteral("ifMtu")}
-                                << 0 << QStringLiteral("<!DOCTYPE html>") << QStringLiteral("color:#4040ff");
-    QTest::newRow("unknown object") << QStringList{QStringLiteral("noSuchThing")} << 1 << QString() << QString();
-}
+        QTest::newRow("text, LF line ends") << QStringList{QStringLiteral("ifAdminStatus.3")} << 0
+                                            << QStringLiteral("IF-MIB:ifAdminStatus.3\n\nOID \t1.3.6.1.2.1.2.2.1.7.3\n")
+                                            << QStringLiteral("\n    testing(3)\n");
+        QTest::newRow("rtf") << QStringList{QStringLiteral("--rtf"), QStringLiteral("ifAdminStatus")} << 0
+                             << QStringLiteral("{\\rtf1") << QStringLiteral("\\cf1\\b\\ul\\fs20 IF-MIB:ifAdminStatus\\par");
+        QTest::newRow("short html") << QStringList{QStringLiteral("--html"), QStringLiteral("--short"), QStringLiteral("ifMtu")}
+                                    << 0 << QStringLiteral("<!DOCTYPE html>") << QStringLiteral("color:#4040ff");
+        QTest::newRow("unknown object") << QStringList{QStringLiteral("noSuchThing")} << 1 << QString() << QString();
+    }
 
-void tst_DetailsLayout::commandLine()
-{
-    QFETCH(QStringList, args);
-    QFETCH(int, exitCode);
-    QFETCH(QString, start);
-    QFETCH(QString, contains);
-    const QString qxmib = qEnvironmentVariable("QXMIB_BINARY_DIR") + QStringLiteral("/bin/qxmib");
-    if (!QFile::exists(qxmib))
-        QSKIP("qxmib is not built");
-    FixtureDatabase fixture;
-    fixture.addStandardObjects();
-    QProcess process;
-    process.start(qxmib, QStringList{QStringLiteral("--db"), fixture.path(), QStringLiteral("details")} + args);
-    QVERIFY(process.waitForFinished(20000));
-    QCOMPARE(process.exitCode(), exitCode);
-    const QString out = QString::fromUtf8(process.readAllStandardOutput());
-    QVERIFY2(out.startsWith(start), qPrintable(out));
-    QVERIFY2(out.contains(contains), qPrintable(out));
-    QVERIFY(!out.contains(u'\r') || args.contains(QStringLiteral("--rtf")));
-}
+    void commandLine()
+    {
+        QFETCH(QStringList, args);
+        QFETCH(int, exitCode);
+        QFETCH(QString, start);
+        QFETCH(QString, contains);
+        const QString qxmib = qEnvironmentVariable("QXMIB_BINARY_DIR") + QStringLiteral("/bin/qxmib");
+        if (!QFile::exists(qxmib))
+            QSKIP("qxmib is not built");
+        FixtureDatabase fixture;
+        fixture.addStandardObjects();
+        QProcess process;
+        process.start(qxmib, QStringList{QStringLiteral("--db"), fixture.path(), QStringLiteral("details")} + args);
+        QVERIFY(process.waitForFinished(20000));
+        QCOMPARE(process.exitCode(), exitCode);
+        const QString out = QString::fromUtf8(process.readAllStandardOutput());
+        QVERIFY2(out.startsWith(start), qPrintable(out));
+        QVERIFY2(out.contains(contains), qPrintable(out));
+        QVERIFY(!out.contains(u'\r') || args.contains(QStringLiteral("--rtf")));
+    }
+};
 
 QTEST_MAIN(tst_DetailsLayout)
 #include "tst_detailslayout.moc"
