@@ -200,6 +200,7 @@ QString Names::resolve(const QString &text)
     try {
         if (!m_record)
             m_record = std::make_unique<QXMibOID>();
+        m_recordOid.clear();
         if (resolveUserText(*m_record, t))
             return m_record->OID();
     } catch (const QXMibError &) {
@@ -212,15 +213,19 @@ QXMibOID *Names::record(const QString &oid)
 {
     if (!m_useDatabase)
         return nullptr;
-    try {
-        if (!m_record)
-            m_record = std::make_unique<QXMibOID>();
-        m_record->setOID(oid);
-        return m_record->Name().isEmpty() ? nullptr : m_record.get();
-    } catch (const QXMibError &) {
-        m_useDatabase = false;
+    // Printing a binding asks for its name and then its rendering: one look-up.
+    if (oid != m_recordOid) {
+        try {
+            if (!m_record)
+                m_record = std::make_unique<QXMibOID>();
+            m_record->setOID(oid);
+            m_recordOid = oid;
+        } catch (const QXMibError &) {
+            m_useDatabase = false;
+            return nullptr;
+        }
     }
-    return nullptr;
+    return m_record->Name().isEmpty() ? nullptr : m_record.get();
 }
 
 QString Names::nameOf(const QString &oid)

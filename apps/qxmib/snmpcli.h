@@ -53,6 +53,7 @@ public:
 
 private:
     std::unique_ptr<QXMibOID> m_record;
+    QString m_recordOid; // what m_record was last set to
     bool m_useDatabase = true;
 };
 
