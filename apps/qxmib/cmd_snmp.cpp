@@ -15,6 +15,8 @@
 #include <QEventLoop>
 #include <QMap>
 
+#include <memory>
+
 using namespace SnmpCli;
 
 namespace {
@@ -54,6 +56,8 @@ bool lessThan(const QString &a, const QString &b)
     return i < a.size() ? false : j < b.size();
 }
 
+constexpr int kTooBig = 1;
+
 bool inside(const QString &oid, const QString &root)
 {
     return oid.size() > root.size() && oid.startsWith(root) && oid.at(root.size()) == QLatin1Char('.');
@@ -72,9 +76,12 @@ public:
 
     int run()
     {
-        Settings settings;
-        m_wrapper->setSNMPTimeout(m_o.timeoutMs >= 0 ? m_o.timeoutMs : settings.SNMPTimeout());
-        m_wrapper->setSNMPRetries(short(m_o.retries >= 0 ? m_o.retries : settings.SNMPRetries()));
+        // The user's settings only where the command line leaves something to them.
+        std::unique_ptr<Settings> settings;
+        if (m_o.timeoutMs < 0 || m_o.retries < 0)
+            settings = std::make_unique<Settings>();
+        m_wrapper->setSNMPTimeout(m_o.timeoutMs >= 0 ? m_o.timeoutMs : settings->SNMPTimeout());
+        m_wrapper->setSNMPRetries(short(m_o.retries >= 0 ? m_o.retries : settings->SNMPRetries()));
         if (m_mode == Mode::BulkWalk && m_o.version == 1) {
             printErr(QStringLiteral("qxmib bulkwalk: Cannot send V2 PDU on V1 session\n"));
             return 1;
@@ -161,8 +168,8 @@ private:
     void request(int kind, const QString &oid, const QString &nodeId)
     {
         if (kind == SnmpQuery::GetBulk)
-            m_wrapper->SNMPQueryGetBulk(m_o.target, m_o.community, oid, m_o.version, this, m_o.maxRepetitions,
-                                        &m_o.v3, 0, true, nodeId);
+            m_wrapper->SNMPQueryGetBulk(m_o.target, m_o.community, oid, m_o.version, this, m_repetitions, &m_o.v3, 0,
+                                        true, nodeId);
         else if (kind == SnmpQuery::GetNext)
             m_wrapper->SNMPQueryGetNext(m_o.target, m_o.community, oid, m_o.version, this, &m_o.v3, true, nodeId);
         else
@@ -239,6 +246,7 @@ private:
             m_root = root;
             m_last = root;
             m_walked = 0;
+            m_repetitions = m_o.maxRepetitions;
             m_walking = true;
             step();
             m_loop.exec();
@@ -269,6 +277,12 @@ private:
 
     void walkReply(SnmpQuery *query)
     {
+        if (query->ErrorNumber() == kTooBig && m_mode == Mode::BulkWalk && m_repetitions > 1) {
+            // The answer would not fit in one message: ask for fewer values at a time.
+            m_repetitions = short(m_repetitions / 2);
+            step();
+            return;
+        }
         if (query->ErrorNumber() != 0) {
             // noSuchName from a version 1 agent is its way of saying the tree has ended.
             if (!(m_o.version == 1 && query->ErrorNumber() == 2))
@@ -308,6 +322,7 @@ private:
     QString m_root;
     QString m_last;
     int m_walked = 0;
+    short m_repetitions = 10;
     int m_status = 0;
 };
 

@@ -18,6 +18,12 @@ namespace {
 // Enough for every shape the component issues; hosts' own statements beyond that recycle the cache.
 constexpr int MaxCachedStatements = 256;
 
+QString damaged(const QString &path, int rc)
+{
+    return QStringLiteral("The MIB database %1 is damaged (%2). Install it again or restore a copy.")
+        .arg(path, QString::fromUtf8(sqlite3_errstr(rc)));
+}
+
 // Bytes 18 and 19 of a database file's header are 2 in WAL mode, 1 with a rollback journal.
 bool walMode(const QByteArray &file)
 {
@@ -59,6 +65,14 @@ void DatabasePrivate::throwError(int rc, const QByteArray &sql) const
     if (rc == SQLITE_READONLY)
         throw QXMibError(QXMibError::DatabaseReadOnly,
                          QStringLiteral("Cannot update. Database or object is read-only. (%1)").arg(path));
+    // The busy wait has run out: another program has been writing for all of it.
+    if (rc == SQLITE_BUSY || rc == SQLITE_LOCKED)
+        throw QXMibError(QXMibError::DatabaseLocked,
+                         QStringLiteral("Could not use the MIB database %1; it is locked by another process. Try "
+                                        "again when that process has finished.")
+                             .arg(path));
+    if (rc == SQLITE_CORRUPT || rc == SQLITE_NOTADB)
+        throw QXMibError(QXMibError::DatabaseError, damaged(path, rc));
     const QString message = QString::fromUtf8(db != nullptr ? sqlite3_errmsg(db) : sqlite3_errstr(rc));
     const int number = (rc == SQLITE_ERROR) ? QXMibError::StatementError : QXMibError::DatabaseError;
     if (sql.isEmpty())
@@ -290,7 +304,9 @@ void Database::open(const QString &path, OpenMode mode)
     if (rc == SQLITE_OK)
         rc = sqlite3_exec(db, "SELECT count(*) FROM sqlite_master", nullptr, nullptr, &err);
     if (rc != SQLITE_OK) {
-        const QString message = errorText(db, rc, err);
+        QString message = errorText(db, rc, err);
+        if (rc == SQLITE_CORRUPT || rc == SQLITE_NOTADB)
+            message = damaged(path, rc);
         d->close();
         throw QXMibError(QXMibError::DatabaseError, message);
     }

@@ -18,6 +18,7 @@ public:
         Overflow = 6,
         SubscriptOutOfRange = 9,
         TypeMismatch = 13,
+        PermissionDenied = 70,
         ObjectRequired = 424,
         KeyAlreadyExists = 457,
         DatabaseError = 3000,      // the engine refused or failed a statement
@@ -25,6 +26,7 @@ public:
         ItemNotFound = 3265,       // a field name that the recordset does not have
         NoCurrentRecord = 3021,    // reading past EOF
         DatabaseReadOnly = 3027,   // a write to a database that this user can only read
+        DatabaseLocked = 3218,     // another process kept the database locked beyond the wait
         DatabaseNotOpen = 3704,    // the shared connection could not be opened
         SnmpError = 4000,
         XmlError = 5000,

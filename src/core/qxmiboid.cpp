@@ -73,8 +73,9 @@ void QXMibOIDPrivate::load(const Recordset &rs)
     enumeration = rs.text(QStringLiteral("Enum"));
     parse = rs.text(QStringLiteral("Parse"));
     units = rs.text(QStringLiteral("Units"));
-    indexBy = rs.text(QStringLiteral("IndexBy"));
-    // Older database files may lack the column.
+    // Older database files may lack these two columns.
+    if (rs.hasField(QStringLiteral("IndexBy")))
+        indexBy = rs.text(QStringLiteral("IndexBy"));
     if (rs.hasField(QStringLiteral("Calculation")))
         calculation = rs.text(QStringLiteral("Calculation"));
 

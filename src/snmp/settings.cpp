@@ -84,6 +84,20 @@ short clamp(short value, short low, short high)
     return value < low ? low : (value > high ? high : value);
 }
 
+// Sets a cached field and saves it; a failed save leaves the field as it was.
+template <typename T, typename Save>
+void change(T &field, T value, Save save)
+{
+    const T old = field;
+    field = value;
+    try {
+        save();
+    } catch (...) {
+        field = old;
+        throw;
+    }
+}
+
 } // namespace
 
 class SettingsPrivate
@@ -119,8 +133,7 @@ void Settings::letSNMPTimeout(short &value)
     value = clamp(value, 100, 5000);
     if (value == d->timeout)
         return;
-    d->timeout = value;
-    SaveOption(kTimeout, value);
+    change(d->timeout, value, [&] { SaveOption(kTimeout, value); });
 }
 
 short Settings::SNMPRetries() const
@@ -138,8 +151,7 @@ void Settings::letSNMPRetries(short &value)
     value = clamp(value, 1, 5);
     if (value == d->retries)
         return;
-    d->retries = value;
-    SaveOption(kRetries, value);
+    change(d->retries, value, [&] { SaveOption(kRetries, value); });
 }
 
 short Settings::SNMPV2RequestSize() const
@@ -157,8 +169,7 @@ void Settings::letSNMPV2RequestSize(short &value)
     value = clamp(value, 2, 30);
     if (value == d->requestSize)
         return;
-    d->requestSize = value;
-    SaveOption(kRequestSize, value);
+    change(d->requestSize, value, [&] { SaveOption(kRequestSize, value); });
 }
 
 bool Settings::DisableSNMPV2() const
@@ -170,8 +181,7 @@ void Settings::setDisableSNMPV2(bool value)
 {
     if (value == d->disableV2)
         return;
-    d->disableV2 = value;
-    SaveOption(kDisableV2, value);
+    change(d->disableV2, value, [&] { SaveOption(kDisableV2, value); });
 }
 
 QString Settings::ICMPData() const
@@ -196,6 +206,10 @@ void Settings::SaveOption(const QString &name, const QVariant &value)
     {
         Store store;
         store->setValue(name, toText(value));
+        store->sync();
+        if (store->status() != QSettings::NoError)
+            throw QXMibError(QXMibError::PermissionDenied,
+                             QStringLiteral("Permission denied: the settings cannot be saved in %1").arg(store->fileName()));
     }
     Q_EMIT Changed(name, value);
 }
@@ -203,10 +217,16 @@ void Settings::SaveOption(const QString &name, const QVariant &value)
 void Settings::Refresh()
 {
     // Convert everything before touching the fields, so a bad value leaves the object as it was.
-    const short timeout = toShort(kTimeout, RetrieveOption(kTimeout, kDefaultTimeout));
-    const short retries = toShort(kRetries, RetrieveOption(kRetries, kDefaultRetries));
-    const short requestSize = toShort(kRequestSize, RetrieveOption(kRequestSize, kDefaultRequestSize));
-    const bool disableV2 = toBool(kDisableV2, RetrieveOption(kDisableV2, false));
+    short timeout, retries, requestSize;
+    bool disableV2;
+    try {
+        timeout = toShort(kTimeout, RetrieveOption(kTimeout, kDefaultTimeout));
+        retries = toShort(kRetries, RetrieveOption(kRetries, kDefaultRetries));
+        requestSize = toShort(kRequestSize, RetrieveOption(kRequestSize, kDefaultRequestSize));
+        disableV2 = toBool(kDisableV2, RetrieveOption(kDisableV2, false));
+    } catch (const QXMibError &e) {
+        throw QXMibError(e.number(), e.description() + QStringLiteral(" (in %1)").arg(Store()->fileName()));
+    }
     d->timeout = timeout;
     d->retries = retries;
     d->requestSize = requestSize;

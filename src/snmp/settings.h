@@ -17,7 +17,9 @@ class SettingsPrivate;
 // announced through Changed. Hosts create it as "QXMIBTree.Settings".
 //
 // A stored value that is not a number (or a Boolean) makes Refresh, and so the
-// constructor, throw a type-mismatch QXMibError.
+// constructor, throw a type-mismatch QXMibError naming the store's file. A store
+// that cannot be written makes SaveOption, and so every setter, throw a
+// permission-denied QXMibError; the object keeps the value it had.
 class QXMIBTREE_EXPORT Settings : public QObject
 {
     Q_OBJECT
@@ -53,7 +55,7 @@ public:
 
     // The stored text of a value, or defaultValue when the store has none.
     Q_INVOKABLE QVariant RetrieveOption(const QString &name, const QVariant &defaultValue) const;
-    // Stores the value as text, then raises Changed.
+    // Stores the value as text, then raises Changed; nothing is raised when it cannot be stored.
     Q_INVOKABLE void SaveOption(const QString &name, const QVariant &value);
     // Reloads the four cached options as stored, without clamping and without Changed.
     Q_INVOKABLE void Refresh();

@@ -1,82 +1,43 @@
 #include "fixturedatabase.h"
+#include "fakeagent.h"
 #include "snmpagent.h"
 
-#include <QUdpSocket>
 #include <QtTest>
 
 namespace {
 
-// An agent no real one imitates: every request gets the same binding back (or
-// none at all), so a walk that trusted its agent would never end. SNMPv1 only,
-// enough BER for that.
-class RepeatingAgent : public QObject
+// What a fake agent does with each request; its view is ifIndex.1 to ifIndex.20.
+FakeAgent::Answer misbehaviour(const QString &kind)
 {
-public:
-    explicit RepeatingAgent(bool empty)
-        : m_empty(empty)
-    {
-        m_socket.bind(QHostAddress::LocalHost, 0);
-        connect(&m_socket, &QUdpSocket::readyRead, this, [this] { answer(); });
-    }
-    quint16 port() const { return m_socket.localPort(); }
-
-private:
-    // The element at pos: its tag, and where its content starts and ends.
-    static bool element(const QByteArray &b, int pos, int *contentStart, int *end)
-    {
-        if (pos + 2 > b.size())
-            return false;
-        int len = quint8(b.at(pos + 1));
-        int start = pos + 2;
-        if (len & 0x80) {
-            const int n = len & 0x7f;
-            len = 0;
-            for (int i = 0; i < n && start < b.size(); ++i)
-                len = (len << 8) | quint8(b.at(start++));
+    QList<FakeAgent::Binding> view;
+    for (int i = 1; i <= 20; ++i)
+        view.append(FakeAgent::integer(QStringLiteral("1.3.6.1.2.1.2.2.1.1.%1").arg(i), i));
+    view.append(FakeAgent::octets(QStringLiteral("1.3.6.1.2.1.2.2.1.2.1"), QByteArray(65000, 'x')));
+    return [kind, view](const FakeAgent::Request &r) -> QList<QByteArray> {
+        const QByteArray right = FakeAgent::response(r, FakeAgent::lookup(view, r));
+        if (kind == QLatin1String("repeat"))
+            return {FakeAgent::response(r, {view.first()})};
+        if (kind == QLatin1String("empty"))
+            return {FakeAgent::response(r, {})};
+        if (kind == QLatin1String("wrong ids")) {
+            FakeAgent::Request other = r;
+            other.id += 7;
+            return {FakeAgent::response(other, FakeAgent::lookup(view, other)), right};
         }
-        *contentStart = start;
-        *end = start + len;
-        return *end <= b.size();
-    }
-    static QByteArray tlv(char tag, const QByteArray &content)
-    {
-        QByteArray out(1, tag);
-        if (content.size() < 128) {
-            out += char(content.size());
-        } else {
-            out += char(0x82);
-            out += char(content.size() >> 8);
-            out += char(content.size() & 0xff);
-        }
-        return out + content;
-    }
-    void answer()
-    {
-        while (m_socket.hasPendingDatagrams()) {
-            QHostAddress from;
-            quint16 fromPort = 0;
-            QByteArray request(int(m_socket.pendingDatagramSize()), '\0');
-            m_socket.readDatagram(request.data(), request.size(), &from, &fromPort);
-            int c = 0, e = 0;
-            if (!element(request, 0, &c, &e)) // message
-                continue;
-            int vc = 0, ve = 0, cc = 0, ce = 0, pc = 0, pe = 0, rc = 0, re = 0;
-            if (!element(request, c, &vc, &ve) || !element(request, ve, &cc, &ce) || !element(request, ce, &pc, &pe)
-                || !element(request, pc, &rc, &re))
-                continue;
-            const QByteArray version = request.mid(c, ve - c);
-            const QByteArray community = request.mid(ve, ce - ve);
-            const QByteArray requestId = request.mid(pc, re - pc);
-            const QByteArray oid = QByteArray::fromHex("2b06010201010500"); // 1.3.6.1.2.1.1.5.0
-            const QByteArray binding = m_empty ? QByteArray() : tlv(0x30, tlv(0x06, oid) + tlv(0x04, "x"));
-            const QByteArray pdu = tlv(char(0xa2), requestId + QByteArray::fromHex("020100020100") + tlv(0x30, binding));
-            m_socket.writeDatagram(tlv(0x30, version + community + pdu), from, fromPort);
-        }
-    }
-
-    QUdpSocket m_socket;
-    bool m_empty;
-};
+        if (kind == QLatin1String("garbage"))
+            return {QByteArray("\x30\x03\x02\x01"), QByteArray(40, '\xff'), right.left(right.size() / 2),
+                    right.left(right.size() - 1), right};
+        if (kind == QLatin1String("truncated"))
+            return {right.left(right.size() - 3)};
+        if (kind == QLatin1String("tooBig"))
+            return {r.maxRepetitions > 4 ? FakeAgent::response(r, r.bindings, 1) : right};
+        if (kind == QLatin1String("always tooBig"))
+            return {FakeAgent::response(r, r.bindings, 1)};
+        if (kind == QLatin1String("every other"))
+            return r.number % 2 == 1 ? QList<QByteArray>{right} : QList<QByteArray>{};
+        return {right};
+    };
+}
 
 } // namespace
 
@@ -309,26 +270,66 @@ private Q_SLOTS:
         QVERIFY2(tool.out.contains(peerOut), qPrintable(tool.out));
     }
 
-    // A walk ends with a message where an agent would keep it going for ever.
-    void walkEndings_data()
+    // Agents that answer wrongly, brokenly, too much or not at all: a command either
+    // gets every value or ends with a message, never hangs and never prints a wrong value.
+    void misbehavingAgents_data()
     {
-        QTest::addColumn<bool>("empty");
+        QTest::addColumn<QString>("agent");
+        QTest::addColumn<QStringList>("args");
+        QTest::addColumn<int>("status");
         QTest::addColumn<QString>("err");
         QTest::addColumn<int>("lines");
-        QTest::newRow("same binding again") << false << "OID not increasing" << 1;
-        QTest::newRow("no bindings") << true << "no variables in the response" << 0;
+        const QStringList walk = {"walk", "-v1", "-r", "0", "AGENT", "1.3.6.1.2.1.2.2.1.1"};
+        const QStringList bulk = {"bulkwalk", "-Cr10", "-r", "0", "AGENT", "1.3.6.1.2.1.2.2.1.1"};
+        QTest::newRow("same binding again") << "repeat" << walk << 1 << "OID not increasing" << 1;
+        QTest::newRow("no bindings") << "empty" << walk << 1 << "no variables in the response" << 0;
+        QTest::newRow("wrong request ids first") << "wrong ids" << walk << 0 << "" << 20;
+        QTest::newRow("garbage and truncated first") << "garbage" << bulk << 0 << "" << 20;
+        QTest::newRow("only truncated answers") << "truncated" << walk << 1 << "Timeout: No Response from" << 0;
+        QTest::newRow("tooBig backs off") << "tooBig" << bulk << 0 << "" << 20;
+        QTest::newRow("tooBig at one repetition") << "always tooBig" << bulk << 2 << "(tooBig)" << 0;
+        QTest::newRow("every other request") << "every other" << QStringList{"walk", "-r", "2", "AGENT", "1.3.6.1.2.1.2.2.1.1"}
+                                             << 0 << "" << 20;
+        QTest::newRow("65,000 octets") << "" << QStringList{"get", "AGENT", "1.3.6.1.2.1.2.2.1.2.1"} << 0 << "" << 1;
     }
-    void walkEndings()
+    void misbehavingAgents()
     {
-        QFETCH(bool, empty);
-        RepeatingAgent agent(empty);
-        const Result r = run({QStringLiteral("walk"), QStringLiteral("-v1"), QStringLiteral("-t"), QStringLiteral("0.5"),
-                              QStringLiteral("-r"), QStringLiteral("0"), QStringLiteral("127.0.0.1:%1").arg(agent.port()),
-                              QStringLiteral("1.3.6.1.2.1.1")});
-        QCOMPARE(r.status, 1);
+        QFETCH(QString, agent);
+        QFETCH(QStringList, args);
+        FakeAgent fake(misbehaviour(agent));
+        args.replaceInStrings(QStringLiteral("AGENT"), fake.target());
+        const Result r = run(QStringList{QStringLiteral("--db"), m_fixture->path()} + args
+                             + QStringList{QStringLiteral("-t"), QStringLiteral("0.3")});
         QFETCH(QString, err);
-        QVERIFY2(r.err.contains(err), qPrintable(r.err));
+        QVERIFY2(r.err.contains(err) && (err.isEmpty() == r.err.isEmpty()), qPrintable(r.err));
+        QTEST(r.status, "status");
         QTEST(int(r.out.count(u'\n')), "lines");
+        QStringList right = {QStringLiteral("1.3.6.1.2.1.2.2.1.2.1\tifDescr.1\t") + QString(65000, u'x')};
+        for (int i = 1; i <= 20; ++i)
+            right.append(QStringLiteral("1.3.6.1.2.1.2.2.1.1.%1\tifIndex.%1\t%1").arg(i));
+        for (const QString &line : r.out.split(u'\n', Qt::SkipEmptyParts))
+            QVERIFY2(right.contains(line), qPrintable(line.left(200)));
+    }
+
+    // The agent dies while a walk is under way: the values that came are printed, then the time-out.
+    void agentKilledDuringWalk()
+    {
+        SnmpAgent agent;
+        QString error;
+        QVERIFY2(agent.startSnmpd(&error), qPrintable(error));
+        QProcess walk;
+        walk.start(QStringLiteral(QXMIB_CLI), {QStringLiteral("--db"), m_fixture->path(), QStringLiteral("walk"),
+                                               QStringLiteral("-t"), QStringLiteral("0.3"), QStringLiteral("-r"),
+                                               QStringLiteral("1"), agent.target(), QStringLiteral("1.3.6.1")});
+        QVERIFY(walk.waitForReadyRead(10000));
+        agent.stop(true);
+        QVERIFY(walk.waitForFinished(10000));
+        QCOMPARE(QString::fromUtf8(walk.readAllStandardError()), QStringLiteral("Timeout: No Response from %1\n").arg(agent.target()));
+        const QStringList lines = QString::fromUtf8(walk.readAllStandardOutput()).split(u'\n');
+        QVERIFY(lines.size() > 1 && lines.last().isEmpty());
+        for (const QString &line : lines.mid(0, lines.size() - 1))
+            QVERIFY2(line.count(u'\t') >= 2, qPrintable(line));
+        QCOMPARE(walk.exitCode(), 1);
     }
 
 private:

@@ -164,6 +164,147 @@ private Q_SLOTS:
                                 "3027 3027 3027 IF-MIB:ifAdminStatus units ''\n"));
     }
 
+    // A damaged file gives a clear error on use, never a crash, and reading it changes nothing in it.
+    void damagedDatabase_data()
+    {
+        QTest::addColumn<double>("keep");    // the part of the file left
+        QTest::addColumn<double>("garbage"); // where a page of garbage goes, as a part of the file; -1: none
+        QTest::addColumn<QString>("error");
+        QTest::newRow("truncated to half") << 0.5 << -1.0 << "is damaged";
+        QTest::newRow("a page of garbage") << 1.0 << 0.6 << "is damaged";
+        QTest::newRow("garbage over the header") << 1.0 << 0.0 << "is damaged";
+    }
+    void damagedDatabase()
+    {
+        QFETCH(double, keep);
+        QFETCH(double, garbage);
+        QTemporaryDir dir;
+        const QString path = dir.filePath(QStringLiteral("MIBs.cfg"));
+        {
+            FixtureDatabase fixture;
+            fixture.addStandardObjects();
+            fixture.db().executeScript(QStringLiteral("BEGIN"));
+            for (int i = 1; i <= 1500; ++i)
+                fixture.addObject(QStringLiteral("1.3.6.1.4.1.%1").arg(i), QStringLiteral("BULK-MIB"),
+                                  QStringLiteral("bulkObject%1").arg(i), QStringLiteral("DisplayString"));
+            fixture.db().executeScript(QStringLiteral("COMMIT; PRAGMA wal_checkpoint(TRUNCATE)"));
+            QVERIFY(QFile::copy(fixture.path(), path));
+        }
+        DatabaseBuilder::seal(path);
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::ReadWrite));
+        QByteArray bytes = file.readAll().left(qsizetype(file.size() * keep));
+        if (garbage >= 0) {
+            const qsizetype page = qsizetype(bytes.size() * garbage) / 4096 * 4096;
+            for (qsizetype i = page; i < page + 4096; ++i)
+                bytes[i] = char(i * 7919 % 251);
+        }
+        QVERIFY(file.resize(0) && file.write(bytes) == bytes.size());
+        file.close();
+
+        Globals::setDatabasePath(path);
+        QString caught;
+        try {
+            QXMibOID record;
+            record.setOID(QStringLiteral("1.3.6.1.2.1.1.5.0"));
+            // Through the table and each of its indexes.
+            for (const char *column : {"TypeS", "OID", "Name", "ParentOID", "MIB"})
+                Application().MIBDatabase()->select(QStringLiteral("Select %1 From Tree Where %1 > ''").arg(QLatin1String(column)));
+        } catch (const QXMibError &e) {
+            caught = e.description();
+        }
+        QFETCH(QString, error);
+        const QString said = m_messages.join(u'\n') + caught;
+        QVERIFY2(said.contains(error), qPrintable(said));
+        QVERIFY2(said.contains(path), qPrintable(said));
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QVERIFY(file.readAll() == bytes);
+    }
+
+    // Another program writes in the middle of an import: the import waits for it, or,
+    // when it holds on too long, stops with a clear error. Nobody's rows are lost.
+    void lockedDuringImport_data()
+    {
+        QTest::addColumn<int>("holdMs");
+        QTest::addColumn<int>("importedFirst");
+        QTest::newRow("released within the wait") << 1000 << 5;
+        QTest::newRow("held beyond the wait") << 6500 << 1;
+    }
+    void lockedDuringImport()
+    {
+        QFETCH(int, holdMs);
+        FixtureDatabase fixture;
+        fixture.addStandardObjects();
+        fixture.activate();
+        const QString mibx = fixture.folder() + QStringLiteral("/lock.mibx");
+        QFile file(mibx);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("<MIBX><VERSION>Tarnbrookeware MIB-X 1.0</VERSION><COMPILED>2024-01-01</COMPILED>"
+                   "<MODULE><NAME>LOCK-MIB</NAME></MODULE><TREE>");
+        for (int i = 1; i <= 5; ++i)
+            file.write(QStringLiteral("<lock%1><OID>1.3.6.1.4.1.77.%1</OID></lock%1>").arg(i).toUtf8());
+        file.write("</TREE></MIBX>");
+        file.close();
+
+        QProcess locker;
+        ImportMIBX import;
+        int imported = 0;
+        connect(&import, &ImportMIBX::OIDImported, this, [&](QString &, QString &, bool &) {
+            if (++imported == 1) {
+                locker.start(QCoreApplication::applicationFilePath(),
+                             {QStringLiteral("--lock"), fixture.path(), QString::number(holdMs)});
+                QVERIFY(locker.waitForReadyRead(10000));
+            }
+        });
+        QString error;
+        try {
+            import.ImportMIBXFile(mibx);
+        } catch (const QXMibError &e) {
+            error = e.description();
+        }
+        QTEST(imported, "importedFirst");
+        QVERIFY(locker.waitForFinished(15000) && locker.exitCode() == 0);
+        if (imported < 5) {
+            QVERIFY2(error.contains(QStringLiteral("locked by another process")) && error.contains(fixture.path()),
+                     qPrintable(error));
+            QVERIFY(import.ImportMIBXFile(mibx));
+        }
+        QCOMPARE(error.isEmpty(), imported == 5);
+        const QVariantList counts = Globals::database()->select(QStringLiteral(
+            "Select (Select Count(*) From Tree Where MIB='LOCK-MIB') AS t, Count(*) AS m From MIBs Where Name IN "
+            "('LOCK-MIB', 'LOCKER-MIB')"));
+        QCOMPARE(counts, QVariantList({QVariantMap{{QStringLiteral("t"), 5}, {QStringLiteral("m"), 2}}}));
+    }
+
+    // A database from before IndexBy and Calculation: look-ups, writes and imports work without them.
+    void olderSchema()
+    {
+        FixtureDatabase fixture;
+        fixture.addStandardObjects();
+        fixture.db().executeScript(
+            QStringLiteral("ALTER TABLE Tree DROP COLUMN IndexBy; ALTER TABLE Tree DROP COLUMN Calculation"));
+        fixture.activate();
+        QXMibOID record;
+        record.setOID(QStringLiteral("1.3.6.1.2.1.2.2.1.7"));
+        QCOMPARE(record.FullName(), QStringLiteral("IF-MIB:ifAdminStatus"));
+        record.setUnits(QStringLiteral("states"));
+        const QString mibx = fixture.folder() + QStringLiteral("/old.mibx");
+        QFile file(mibx);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("<MIBX><VERSION>Tarnbrookeware MIB-X 1.0</VERSION><COMPILED>2024-01-01</COMPILED>"
+                   "<MODULE><NAME>OLD-MIB</NAME></MODULE><TREE><old><OID>ifEntry.99</OID></old></TREE></MIBX>");
+        file.close();
+        ImportMIBX import;
+        QVERIFY(import.ImportMIBXFile(mibx));
+        QCOMPARE(import.Errors(), 0);
+        QXMibOID again;
+        again.setOID(QStringLiteral("1.3.6.1.2.1.2.2.1.7.2"));
+        QCOMPARE(again.Units(), QStringLiteral("states"));
+        again.setName(QStringLiteral("old"));
+        QCOMPARE(again.OID(), QStringLiteral("1.3.6.1.2.1.2.2.1.99"));
+        QVERIFY(m_messages.isEmpty());
+    }
+
     void factory_data()
     {
         QTest::addColumn<QString>("name");
@@ -215,9 +356,25 @@ int probe(const QString &path, const QString &mibx)
     return 0;
 }
 
+// "--lock DATABASE MS": what lockedDuringImport runs as the other program. Writes a
+// row and holds the database's write lock for MS milliseconds before it commits.
+int holdLock(const QString &path, int ms)
+{
+    Database db;
+    db.open(path);
+    db.executeScript(QStringLiteral("BEGIN IMMEDIATE; INSERT INTO MIBs (Name) VALUES ('LOCKER-MIB')"));
+    std::printf("locked\n");
+    std::fflush(stdout);
+    QThread::msleep(ms);
+    db.executeScript(QStringLiteral("COMMIT"));
+    return 0;
+}
+
 int main(int argc, char *argv[])
 {
     QCoreApplication app(argc, argv);
+    if (argc == 4 && qstrcmp(argv[1], "--lock") == 0)
+        return holdLock(QString::fromLocal8Bit(argv[2]), atoi(argv[3]));
     if (argc == 4 && qstrcmp(argv[1], "--probe") == 0)
         return probe(QString::fromLocal8Bit(argv[2]), QString::fromLocal8Bit(argv[3]));
     tst_globals test;

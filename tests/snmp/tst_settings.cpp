@@ -9,6 +9,10 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <cstdio>
+
+#include <unistd.h>
+
 class tst_Settings : public QObject
 {
     Q_OBJECT
@@ -122,28 +126,65 @@ private Q_SLOTS:
         QCOMPARE(spy.size(), 0);
     }
 
-    void junkIsATypeMismatch_data()
+    // The settings file as a user or another program may have left it.
+    void junkInTheStore_data()
     {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<int>("error");
-        QTest::newRow("timeout words") << "SNMP Timeout" << "fast" << int(QXMibError::TypeMismatch);
-        QTest::newRow("retries empty") << "SNMP Retries" << "" << int(QXMibError::TypeMismatch);
-        QTest::newRow("boolean words") << "Disable SNMP V2" << "maybe" << int(QXMibError::TypeMismatch);
-        QTest::newRow("size overflow") << "SNMP V2 Request Size" << "40000" << int(QXMibError::Overflow);
+        QTest::addColumn<QByteArray>("line");
+        QTest::addColumn<int>("error"); // 0: the defaults
+        QTest::newRow("timeout words") << QByteArray("SNMP%20Timeout=fast") << int(QXMibError::TypeMismatch);
+        QTest::newRow("retries empty") << QByteArray("SNMP%20Retries=") << int(QXMibError::TypeMismatch);
+        QTest::newRow("boolean words") << QByteArray("Disable%20SNMP%20V2=maybe") << int(QXMibError::TypeMismatch);
+        QTest::newRow("size overflow") << QByteArray("SNMP%20V2%20Request%20Size=40000") << int(QXMibError::Overflow);
+        QTest::newRow("a list") << QByteArray("SNMP%20Timeout=1, 2") << int(QXMibError::TypeMismatch);
+        QTest::newRow("a stored rectangle") << QByteArray("SNMP%20Timeout=@Variant(\\0\\0\\0\\x13\\0\\0\\0\\x1)")
+                                            << int(QXMibError::TypeMismatch);
+        QTest::newRow("binary noise") << QByteArray("\xff\xfe\x00\x01=\x02\n\x00[\xff", 10) << 0;
     }
-    void junkIsATypeMismatch()
+    void junkInTheStore()
     {
-        QFETCH(QString, name);
-        QFETCH(QString, text);
+        QFETCH(QByteArray, line);
         QFETCH(int, error);
-        stored(name, text);
+        const QString file = QSettings(QSettings::IniFormat, QSettings::UserScope, Globals::applicationTitle(),
+                                       Globals::applicationTitle()).fileName();
+        QDir().mkpath(QFileInfo(file).path());
+        QFile f(file);
+        QVERIFY(f.open(QIODevice::WriteOnly));
+        f.write("[Settings]\n" + line + '\n');
+        f.close();
         try {
             Settings settings;
-            QFAIL("no error");
+            QCOMPARE(settings.SNMPTimeout(), short(1500));
+            QCOMPARE(error, 0);
         } catch (const QXMibError &e) {
             QCOMPARE(e.number(), error);
+            QVERIFY2(e.description().contains(file), qPrintable(e.description()));
         }
+    }
+
+    // A home folder the user cannot write, as that user: the defaults are read, a change
+    // fails with a clear error, keeps the old value and announces nothing.
+    void unwritableHome()
+    {
+        const bool root = ::geteuid() == 0;
+        const QString setpriv = QStandardPaths::findExecutable(QStringLiteral("setpriv"));
+        if (root && setpriv.isEmpty())
+            QSKIP("no setpriv to drop root's privileges with");
+        QVERIFY(QFile::setPermissions(m_dir->path(), QFile::ReadOwner | QFile::ExeOwner | QFile::ReadOther
+                                                         | QFile::ExeOther | QFile::ReadGroup | QFile::ExeGroup));
+        QStringList command = {QCoreApplication::applicationFilePath(), QStringLiteral("--probe")};
+        if (root)
+            command = QStringList({setpriv, "--reuid=nobody", "--regid=nogroup", "--clear-groups"}) + command;
+        QProcess probe;
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(QStringLiteral("HOME"), m_dir->path());
+        env.remove(QStringLiteral("XDG_CONFIG_HOME"));
+        probe.setProcessEnvironment(env);
+        probe.start(command.takeFirst(), command);
+        QVERIFY(probe.waitForFinished(30000));
+        QFile::setPermissions(m_dir->path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        QCOMPARE(probe.readAllStandardError(), QByteArray());
+        QCOMPARE(QString::fromUtf8(probe.readAllStandardOutput()),
+                 QStringLiteral("1500 70 %1/.config/WrenkitQXMIBTree8/WrenkitQXMIBTree8.ini 1500 0\n").arg(m_dir->path()));
     }
 
     void ownOptionsAndFactory()
@@ -159,5 +200,29 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(tst_Settings)
+// "--probe": what unwritableHome runs as the user who cannot write the home folder.
+int probe()
+{
+    Settings settings;
+    QSignalSpy spy(&settings, &Settings::Changed);
+    std::printf("%d ", settings.SNMPTimeout());
+    try {
+        settings.setSNMPTimeout(3000);
+        std::printf("saved ");
+    } catch (const QXMibError &e) {
+        std::printf("%d %s ", e.number(), qPrintable(e.description().section(QStringLiteral(" in "), 1)));
+    }
+    std::printf("%d %d\n", settings.SNMPTimeout(), int(spy.size()));
+    return 0;
+}
+
+int main(int argc, char *argv[])
+{
+    QCoreApplication app(argc, argv);
+    if (argc == 2 && qstrcmp(argv[1], "--probe") == 0)
+        return probe();
+    tst_Settings test;
+    QTEST_SET_MAIN_SOURCE_PATH
+    return QTest::qExec(&test, argc, argv);
+}
 #include "tst_settings.moc"

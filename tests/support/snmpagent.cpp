@@ -225,10 +225,13 @@ bool SnmpAgent::waitUntilAnswering(const QString &community, QString *error)
     return fail(error, QStringLiteral("the agent did not answer"));
 }
 
-void SnmpAgent::stop()
+void SnmpAgent::stop(bool kill)
 {
     if (m_process && m_process->state() != QProcess::NotRunning) {
-        m_process->terminate();
+        if (kill)
+            m_process->kill();
+        else
+            m_process->terminate();
         if (!m_process->waitForFinished(5000)) {
             m_process->kill();
             m_process->waitForFinished(2000);

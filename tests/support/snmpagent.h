@@ -45,7 +45,8 @@ public:
     // folder are given by name in examples (for instance "linux-full-walk").
     bool startSnmpsim(const QStringList &examples, const QList<QPair<QString, QByteArray>> &files = {},
                       int maxVarBinds = 0, QString *error = nullptr);
-    void stop();
+    // Ends the agent; killed, it dies at once without answering what it has received.
+    void stop(bool kill = false);
 
     bool isRunning() const;
     quint16 port() const { return m_port; }
