@@ -102,6 +102,9 @@ public:
                 ++m_pos;
             t.type = Tok::Word;
         } else {
+            // SQLite ends a statement at a NUL: what follows one would be dropped unseen.
+            if (c.category() == QChar::Other_Control)
+                fail(QStringLiteral("Invalid character %1").arg(c.unicode()), m_s);
             ++m_pos;
             if (m_pos < n) {
                 const QChar d = m_s.at(m_pos);

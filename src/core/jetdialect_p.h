@@ -21,6 +21,8 @@ struct Parameter
     double real = 0.0;
 };
 
+// Construct Statements rather than move-assign over one: Qt 6.4 leaks the heap
+// buffer of a QVarLengthArray that another one is moved into.
 using Parameters = QVarLengthArray<Parameter, 4>;
 
 struct Statement
