@@ -267,7 +267,8 @@ Statement translateFull(const QString &jet, bool withRowid)
     };
 
     for (Token t = lex.next(); t.type != Tok::End; prevPrev = prev, prev = t, t = lex.next()) {
-        if (first) {
+        // A statement opens with its keyword; anything else goes the way of every later token.
+        if (first && t.type == Tok::Word) {
             if (is(t, "SELECT"))
                 st.kind = Statement::Kind::Select;
             else if (is(t, "INSERT"))
@@ -283,6 +284,7 @@ Statement translateFull(const QString &jet, bool withRowid)
                 afterSelect = true;
             continue;
         }
+        first = false;
 
         if (t.type == Tok::Symbol && t.text == u";") {
             const Token rest = lex.next();

@@ -78,6 +78,7 @@ private Q_SLOTS:
         QTest::newRow("second statement") << "Select * From Tree; Delete From Tree";
         QTest::newRow("unknown table") << "Select * From Nowhere";
         QTest::newRow("quote ends the literal early") << "Select * From Tree Where Name = \"a\"b\"";
+        QTest::newRow("a literal for a statement") << "'Delete From Tree' Where 1=0";
         QTest::newRow("a NUL before the condition") << QStringLiteral("Delete From Tree") + QChar(0) + " Where MIB='x'";
     }
     void failures()
