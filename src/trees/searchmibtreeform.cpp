@@ -217,6 +217,7 @@ void SearchMIBTreeForm::search()
     } else if (lines.isEmpty()) {
         m_list->addItem(QStringLiteral("[Data was not found]"));
     }
+    m_list->setCurrentRow(-1);
     m_details->setOID(QString());
 }
 
