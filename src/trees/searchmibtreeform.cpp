@@ -7,12 +7,15 @@
 #include "trees/mibtreecommon.h"
 #include "trees/oiddetails.h"
 
+#include <QApplication>
 #include <QGridLayout>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QPainter>
 #include <QPushButton>
+#include <QStyledItemDelegate>
 #include <QSplitter>
 #include <QTabWidget>
 #include <QVBoxLayout>
@@ -44,6 +47,50 @@ QPushButton *addButton(QWidget *parent, const char *name, const QString &caption
     return button;
 }
 
+// Draws a result line's MIB, name and OID in aligned columns; the line's text stays as it is.
+class ResultLineDelegate : public QStyledItemDelegate
+{
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+    void paint(QPainter *painter, const QStyleOptionViewItem &option, const QModelIndex &index) const override
+    {
+        const QStringList fields = index.data().toString().split(QLatin1Char('\t'));
+        if (fields.size() < 2) {
+            QStyledItemDelegate::paint(painter, option, index);
+            return;
+        }
+        QStyleOptionViewItem blank = option;
+        initStyleOption(&blank, index);
+        blank.text.clear();
+        const QWidget *widget = option.widget;
+        QStyle *style = widget != nullptr ? widget->style() : QApplication::style();
+        style->drawControl(QStyle::CE_ItemViewItem, &blank, painter, widget);
+        const int unit = option.fontMetrics.averageCharWidth();
+        const int starts[] = {0, 16 * unit, 42 * unit};
+        painter->save();
+        painter->setPen(option.palette.color(option.state & QStyle::State_Selected ? QPalette::HighlightedText : QPalette::Text));
+        for (int i = 0; i < fields.size() && i < 3; ++i) {
+            QRect cell = option.rect.adjusted(4 + starts[i], 0, 0, 0);
+            if (i < 2 && fields.size() > i + 1)
+                cell.setWidth(starts[i + 1] - starts[i] - unit);
+            painter->drawText(cell, Qt::AlignVCenter | Qt::AlignLeft,
+                              option.fontMetrics.elidedText(fields.at(i), Qt::ElideRight, cell.width()));
+        }
+        painter->restore();
+    }
+
+    QSize sizeHint(const QStyleOptionViewItem &option, const QModelIndex &index) const override
+    {
+        QSize size = QStyledItemDelegate::sizeHint(option, index);
+        const QString text = index.data().toString();
+        const qsizetype tab = text.lastIndexOf(QLatin1Char('\t'));
+        if (tab >= 0)
+            size.setWidth(8 + 42 * option.fontMetrics.averageCharWidth() + option.fontMetrics.horizontalAdvance(text.mid(tab + 1)));
+        return size;
+    }
+};
+
 void guarded(const std::function<void()> &work)
 {
     try {
@@ -60,7 +107,7 @@ SearchMIBTreeForm::SearchMIBTreeForm(QWidget *parent)
 {
     setObjectName(QStringLiteral("SearchMIBTreeForm"));
     setWindowTitle(tr("Search MIB Tree"));
-    resize(760, 460);
+    resize(900, 480);
 
     auto *splitter = new QSplitter(Qt::Horizontal, this);
     splitter->setObjectName(QStringLiteral("Splitter"));
@@ -98,6 +145,7 @@ SearchMIBTreeForm::SearchMIBTreeForm(QWidget *parent)
     sideLayout->addWidget(searchButton, 0, Qt::AlignRight);
     m_list = new QListWidget(searchSide);
     m_list->setObjectName(QStringLiteral("OIDList"));
+    m_list->setItemDelegate(new ResultLineDelegate(m_list));
     sideLayout->addWidget(m_list, 1);
 
     auto *panel = new QWidget(splitter);
@@ -109,7 +157,7 @@ SearchMIBTreeForm::SearchMIBTreeForm(QWidget *parent)
     panelLayout->addWidget(m_details);
     splitter->addWidget(searchSide);
     splitter->addWidget(panel);
-    splitter->setSizes({320, 440});
+    splitter->setSizes({430, 470});
 
     auto *buttons = new QHBoxLayout;
     QPushButton *show = addButton(this, "Show_Button", QStringLiteral("Show in MIB Tree"));

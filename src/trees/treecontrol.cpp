@@ -352,8 +352,12 @@ void TreeControl::setUpGrid()
 {
     d->view->setFont(QFont(QStringLiteral("Arial")));
     const QFontMetrics metrics(d->view->font());
-    // Room for the icon and the indentation comes on top of the sample text in a grid; here the text alone.
-    d->view->header()->resizeSection(0, metrics.horizontalAdvance(QString(34, QLatin1Char('X'))));
+    // The sample text, plus room for the icon and for the indentation of a few levels,
+    // which a grid draws inside the cell's text width and an outline view beside it.
+    d->view->setIndentation(16);
+    const int room = d->view->iconSize().isValid() ? d->view->iconSize().width() : 16;
+    d->view->header()->resizeSection(0, metrics.horizontalAdvance(QString(34, QLatin1Char('X'))) + room
+                                            + 6 * d->view->indentation());
     d->view->header()->resizeSection(1, metrics.horizontalAdvance(QString(23, QLatin1Char('X'))));
 }
 
