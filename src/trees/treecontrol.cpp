@@ -313,6 +313,11 @@ TreeControl::TreeControl(QWidget *parent)
             QApplication::restoreOverrideCursor();
         });
     });
+    // A view that expands a node before its pending layout ran fetches nothing itself.
+    connect(d->view, &QTreeView::expanded, d->model, [this](const QModelIndex &index) {
+        if (d->model->canFetchMore(index))
+            d->model->fetchMore(index);
+    });
     connect(d->view->selectionModel(), &QItemSelectionModel::currentChanged, this,
             [this](const QModelIndex &) { guarded([this] { currentRowArrived(); }); });
 

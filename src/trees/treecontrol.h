@@ -114,7 +114,7 @@ protected:
     // Shows composed text in the pane (and in DetailsPreload).
     void showInPane(const StyledText &text);
     // Runs the current-row handling for the current index, as if it had just moved there.
-    void currentRowArrived();
+    virtual void currentRowArrived();
     // Every event handler runs its work through here: errors become a message box.
     static void guarded(const std::function<void()> &work);
 
