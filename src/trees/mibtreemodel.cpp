@@ -66,10 +66,12 @@ MIBTreeModel::Node *MIBTreeModel::addRoot(const QString &caption, const QString 
     if (m_byKey.contains(key))
         return nullptr;
     const int position = int(m_roots.size());
-    beginInsertRows(QModelIndex(), position, position);
+    if (m_bulk == 0)
+        beginInsertRows(QModelIndex(), position, position);
     m_roots.push_back(makeNode(nullptr, NewRow{caption, oid, key, icon, QString(), false, QString()}, position));
     m_orderValid = false;
-    endInsertRows();
+    if (m_bulk == 0)
+        endInsertRows();
     return m_roots.back().get();
 }
 
@@ -90,12 +92,14 @@ int MIBTreeModel::addChildren(Node *parent, const QVector<NewRow> &rows)
     if (fresh.isEmpty())
         return 0;
     const int first = int(parent->children.size());
-    beginInsertRows(indexOf(parent), first, first + int(fresh.size()) - 1);
+    if (m_bulk == 0)
+        beginInsertRows(indexOf(parent), first, first + int(fresh.size()) - 1);
     parent->children.reserve(parent->children.size() + fresh.size());
     for (const NewRow *row : std::as_const(fresh))
         parent->children.push_back(makeNode(parent, *row, int(parent->children.size())));
     m_orderValid = false;
-    endInsertRows();
+    if (m_bulk == 0)
+        endInsertRows();
     return int(fresh.size());
 }
 
@@ -120,13 +124,15 @@ void MIBTreeModel::removeNode(Node *node)
     Node *parent = node->parent;
     auto &siblings = parent != nullptr ? parent->children : m_roots;
     const int position = node->row;
-    beginRemoveRows(indexOf(parent), position, position);
+    if (m_bulk == 0)
+        beginRemoveRows(indexOf(parent), position, position);
     unregister(node);
     siblings.erase(siblings.begin() + position);
     for (int i = position; i < int(siblings.size()); ++i)
         siblings[i]->row = i;
     m_orderValid = false;
-    endRemoveRows();
+    if (m_bulk == 0)
+        endRemoveRows();
 }
 
 bool MIBTreeModel::removePlaceholder(Node *node)
@@ -144,16 +150,31 @@ void MIBTreeModel::setIcon(Node *node, const QString &icon)
         return;
     node->icon = icon;
     const QModelIndex index = indexOf(node);
-    Q_EMIT dataChanged(index, index, {Qt::DecorationRole});
+    if (m_bulk == 0)
+        Q_EMIT dataChanged(index, index, {Qt::DecorationRole});
 }
 
 void MIBTreeModel::clear()
 {
-    beginResetModel();
+    if (m_bulk == 0)
+        beginResetModel();
     m_roots.clear();
     m_byKey.clear();
     m_orderValid = false;
-    endResetModel();
+    if (m_bulk == 0)
+        endResetModel();
+}
+
+void MIBTreeModel::beginBulkLoad()
+{
+    if (m_bulk++ == 0)
+        beginResetModel();
+}
+
+void MIBTreeModel::endBulkLoad()
+{
+    if (m_bulk > 0 && --m_bulk == 0)
+        endResetModel();
 }
 
 const QVector<MIBTreeModel::Node *> &MIBTreeModel::rowsInOrder() const

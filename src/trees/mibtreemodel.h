@@ -84,6 +84,9 @@ public:
     bool removePlaceholder(Node *node);
     void setIcon(Node *node, const QString &icon);
     void clear();
+    // Between these, rows change without a signal each; views see one reset at the end.
+    void beginBulkLoad();
+    void endBulkLoad();
 
     int nodeCount() const { return int(m_byKey.size()); }
     // Every row in outline order (parents before children, siblings in order),
@@ -115,4 +118,5 @@ private:
     mutable QVector<Node *> m_order;
     mutable QHash<const Node *, int> m_orderOf;
     mutable bool m_orderValid = false;
+    int m_bulk = 0;
 };

@@ -104,11 +104,29 @@ void SingleMIBTree::Refresh()
     const QString loading = QStringLiteral("Loading '") + m_mib + QStringLiteral("' ... ");
     m_status->setText(loading);
     m_status->show();
-    Clear();
-    forgetIconIndex();
-    setUpGrid();
-    addRoots(QStringLiteral("folder-gray"));
+    // One reset for the whole module instead of a signal per row.
+    model()->beginBulkLoad();
+    try {
+        Clear();
+        forgetIconIndex();
+        setUpGrid();
+        addRoots(QStringLiteral("folder-gray"));
+        loadModule(loading);
+    } catch (...) {
+        m_isLoading = false;
+        m_loading.clear();
+        model()->endBulkLoad();
+        throw;
+    }
+    model()->endBulkLoad();
+    m_status->clear();
+    m_status->hide();
+    if (rowCountWithHeader() > 1)
+        setCurrentRow(1);
+}
 
+void SingleMIBTree::loadModule(const QString &loading)
+{
     // Read the module first, so that its own branches are known before any row is placed.
     QVector<QString> order;
     m_loading.clear();
@@ -136,22 +154,16 @@ void SingleMIBTree::Refresh()
     }
     std::sort(sorted.begin(), sorted.end());
     m_isLoading = true;
-    try {
-        for (const auto &entry : sorted) {
-            findOrCreate(entry.second);
+    int placed = 0;
+    for (const auto &entry : sorted) {
+        findOrCreate(entry.second);
+        // Nothing is drawn until the load returns: the caption follows in steps, not per row.
+        if (++placed % 256 == 0)
             m_status->setText(loading + QString::number(rowCountWithHeader()));
-        }
-    } catch (...) {
-        m_isLoading = false;
-        m_loading.clear();
-        throw;
     }
+    m_status->setText(loading + QString::number(rowCountWithHeader()));
     m_isLoading = false;
     m_loading.clear();
-    m_status->clear();
-    m_status->hide();
-    if (rowCountWithHeader() > 1)
-        setCurrentRow(1);
 }
 
 bool SingleMIBTree::definedHere(const QString &oid)

@@ -108,6 +108,7 @@ private:
         QString index;
         QString typeS;
     };
+    void loadModule(const QString &loading);
     MIBTreeModel::Node *findOrCreate(const QString &oid);
     MIBTreeModel::Node *addDefinitionRow(MIBTreeModel::Node *parent, const Definition &definition, const QString &key,
                                          bool branchInModule, const QString &text = QString());
