@@ -3,6 +3,7 @@
 # Compiles every fetched MIB source to MIB-X and imports them into a new
 # database, written next to OUTPUT first and renamed at the end, so a failed
 # build never leaves a half-filled MIBs.cfg behind.
+cmake_minimum_required(VERSION 3.25)
 foreach(var QXMIB SOURCES WORK OUTPUT)
     if(NOT DEFINED ${var})
         message(FATAL_ERROR "${var} is not set")
@@ -68,4 +69,19 @@ if(NOT rc EQUAL 0)
 endif()
 file(REMOVE ${OUTPUT}-wal ${OUTPUT}-shm)
 file(RENAME ${tmp} ${OUTPUT})
+
+# The MIB text the database was built from goes beside it (mibs/), one file per
+# module, the one compiled: qxmib compile finds the imports of new modules there.
+get_filename_component(db_folder ${OUTPUT} DIRECTORY)
+set(text_dir ${db_folder}/mibs)
+file(REMOVE_RECURSE ${text_dir})
+file(MAKE_DIRECTORY ${text_dir})
+set(copied)
+foreach(f ${files})
+    get_filename_component(module ${f} NAME_WE)
+    if(NOT module IN_LIST copied)
+        list(APPEND copied ${module})
+        file(COPY ${f} DESTINATION ${text_dir})
+    endif()
+endforeach()
 message(STATUS "${count} modules in ${OUTPUT}")
