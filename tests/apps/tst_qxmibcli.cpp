@@ -186,6 +186,25 @@ private Q_SLOTS:
         QCOMPARE(r.status, 1);
     }
 
+    // Modules listed with their counts; a delete reports each module, and one it cannot do fails alone.
+    void modulesAndDelete()
+    {
+        FixtureDatabase fixture;
+        fixture.addStandardObjects();
+        const Result listed = run({QStringLiteral("--db"), fixture.path(), QStringLiteral("modules")});
+        QCOMPARE(listed.status, 0);
+        QVERIFY2(listed.out.contains(QRegularExpression(QStringLiteral("\nIF-MIB +11\n"))), qPrintable(listed.out));
+        QVERIFY(listed.out.startsWith(QStringLiteral("MIB ")) && listed.out.endsWith(QStringLiteral("\n4 modules, 31 OIDs\n")));
+
+        const Result deleted = run({QStringLiteral("--db"), fixture.path(), QStringLiteral("delete"), QStringLiteral("if-mib"),
+                                    QStringLiteral("NO-SUCH-MIB"), QStringLiteral("X' OR ''='"), QStringLiteral("RFC1213-MIB")});
+        QCOMPARE(deleted.status, 1);
+        QCOMPARE(deleted.out, QStringLiteral("Deleted IF-MIB: 11 objects\nDeleted RFC1213-MIB: 4 objects\n"));
+        QVERIFY2(deleted.err.contains(QStringLiteral("'NO-SUCH-MIB'")) && deleted.err.contains(QStringLiteral("error 3075")),
+                 qPrintable(deleted.err));
+        QVERIFY(run({QStringLiteral("--db"), fixture.path(), QStringLiteral("modules")}).out.endsWith(QStringLiteral("\n2 modules, 16 OIDs\n")));
+    }
+
     void help()
     {
         const Result r = run({QStringLiteral("--help")});
