@@ -110,6 +110,7 @@ if(NOT rc EQUAL 0)
     file(REMOVE ${tmp} ${tmp}-wal ${tmp}-shm)
     message(FATAL_ERROR "qxmib import failed:\n${out}${err}")
 endif()
+execute_process(COMMAND ${QXMIB} db seal ${tmp} COMMAND_ERROR_IS_FATAL ANY)
 file(REMOVE ${OUTPUT}-wal ${OUTPUT}-shm)
 file(RENAME ${tmp} ${OUTPUT})
 
