@@ -6,7 +6,11 @@
 #include "core/messagesink.h"
 #include "core/qxmiberror.h"
 
+#include <QApplication>
 #include <QCoreApplication>
+
+#include <cstring>
+#include <memory>
 
 namespace {
 
@@ -22,11 +26,42 @@ void printUsage()
     printOut(text);
 }
 
+// Commands that drive the component's controls need a QApplication; the others
+// stay free of any display.
+bool needsWidgets(int argc, char *argv[])
+{
+    for (int i = 1; i < argc; ++i) {
+        if (std::strcmp(argv[i], "--db") == 0) {
+            ++i;
+            continue;
+        }
+        if (std::strncmp(argv[i], "--db=", 5) == 0)
+            continue;
+        for (const char *command : {"modules", "delete"}) {
+            if (std::strcmp(argv[i], command) == 0)
+                return true;
+        }
+        return false;
+    }
+    return false;
+}
+
+std::unique_ptr<QCoreApplication> makeApplication(int &argc, char *argv[])
+{
+    if (!needsWidgets(argc, argv))
+        return std::make_unique<QCoreApplication>(argc, argv);
+    // Without a display the controls still work, drawn nowhere.
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") && qEnvironmentVariableIsEmpty("DISPLAY")
+        && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    return std::make_unique<QApplication>(argc, argv);
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
 {
-    QCoreApplication app(argc, argv);
+    const std::unique_ptr<QCoreApplication> app = makeApplication(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("qxmib"));
     QCoreApplication::setApplicationVersion(Globals::versionText());
 
@@ -38,7 +73,7 @@ int main(int argc, char *argv[])
     });
 
     // --db is global and may stand anywhere before "--".
-    QStringList args = app.arguments().mid(1);
+    QStringList args = app->arguments().mid(1);
     for (int i = 0; i < args.size(); ++i) {
         if (args.at(i) == QLatin1String("--"))
             break;
