@@ -212,13 +212,6 @@ private Q_SLOTS:
         QCOMPARE(qobject_cast<MIBTreeCommon *>(m_tree.get())->Selection(), expected);
     }
 
-    void emptyTreeSelectsNothing()
-    {
-        m_tree->Clear();
-        QCOMPARE(m_tree->Selection(), QString());
-        QCOMPARE(m_tree->view()->model()->rowCount(), 0);
-    }
-
     void selectOID_data()
     {
         QTest::addColumn<QString>("oid");
@@ -301,7 +294,7 @@ private Q_SLOTS:
         QCOMPARE(QGuiApplication::clipboard()->text().isEmpty(), code == 3);
     }
 
-    void mouse()
+    void onScreen()
     {
         m_tree->resize(500, 600);
         m_tree->show();
@@ -322,13 +315,7 @@ private Q_SLOTS:
         QTest::mousePress(viewport, Qt::RightButton, Qt::ShiftModifier, branch);
         QCOMPARE(down.last().mid(0, 2), QVariantList({2, 1}));
         QCOMPARE(m_tree->SelectedOID(), QStringLiteral("1.3.6.1.2.1.1"));
-    }
 
-    void detailsPane()
-    {
-        m_tree->resize(400, 500);
-        m_tree->show();
-        QVERIFY(QTest::qWaitForWindowExposed(m_tree.get()));
         auto *splitter = m_tree->findChild<QSplitter *>(QStringLiteral("Splitter"));
         m_tree->setDetailsVisible(false);
         QVERIFY(splitter->sizes().at(1) > 0 && splitter->sizes().at(1) <= 4);
@@ -388,6 +375,7 @@ private Q_SLOTS:
         QVERIFY(tree->CurrentOIDDetailsRTF().contains(QStringLiteral("ifAdminStatus")));
         tree->Clear();
         QCOMPARE(tree->Table()->model()->rowCount(), 0);
+        QCOMPARE(tree->Selection(), QString());
     }
 };
 
