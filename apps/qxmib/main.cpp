@@ -6,7 +6,10 @@
 #include "core/messagesink.h"
 #include "core/qxmiberror.h"
 
-#include <QCoreApplication>
+#include <QApplication>
+
+#include <cstdio>
+#include <memory>
 
 namespace {
 
@@ -22,11 +25,44 @@ void printUsage()
     printOut(text);
 }
 
+// The command named on the command line, looked for before the application
+// exists: the commands that drive widgets need a widget application.
+const Command *commandOf(int argc, char *argv[])
+{
+    for (int i = 1; i < argc; ++i) {
+        const QString a = QString::fromLocal8Bit(argv[i]);
+        if (a == QLatin1String("--db")) {
+            ++i;
+            continue;
+        }
+        if (a.startsWith(QLatin1String("--db=")))
+            continue;
+        return CommandRegistry::find(a);
+    }
+    return nullptr;
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
 {
-    QCoreApplication app(argc, argv);
+    const Command *early = commandOf(argc, argv);
+    std::unique_ptr<QCoreApplication> application;
+    if (early != nullptr && early->widgets) {
+        if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
+            && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+            qputenv("QT_QPA_PLATFORM", "offscreen");
+        // Qt's note that it picked a runtime folder itself is no news on a command line.
+        qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &context, const QString &message) {
+            if (type == QtWarningMsg && message.startsWith(QLatin1String("QStandardPaths:")))
+                return;
+            std::fprintf(stderr, "%s\n", qPrintable(qFormatLogMessage(type, context, message)));
+        });
+        application = std::make_unique<QApplication>(argc, argv);
+    } else {
+        application = std::make_unique<QCoreApplication>(argc, argv);
+    }
+    QCoreApplication &app = *application;
     QCoreApplication::setApplicationName(QStringLiteral("qxmib"));
     QCoreApplication::setApplicationVersion(Globals::versionText());
 
