@@ -412,6 +412,27 @@ void LiveGrid::leaveEvent(QEvent *event)
     QTableView::leaveEvent(event);
 }
 
+void LiveGrid::dataChanged(const QModelIndex &topLeft, const QModelIndex &bottomRight, const QList<int> &roles)
+{
+    // A changed range makes the base class repaint the whole grid; values arriving
+    // below the visible rows need no paint at all.
+    if (topLeft.isValid() && bottomRight.isValid() && topLeft != bottomRight && state() != EditingState) {
+        const int top = qMax(topLeft.row(), qMax(0, rowAt(0)));
+        const int lastVisible = rowAt(viewport()->height() - 1);
+        const int bottom = qMin(bottomRight.row(), lastVisible < 0 ? model()->rowCount() - 1 : lastVisible);
+        // Moved columns keep their numbers but not their places: then all of them count.
+        const bool moved = horizontalHeader()->sectionsMoved();
+        const int left = moved ? topLeft.column() : qMax(topLeft.column(), qMax(0, columnAt(0)));
+        const int lastColumn = moved ? -1 : columnAt(viewport()->width() - 1);
+        const int right = qMin(bottomRight.column(), lastColumn < 0 ? model()->columnCount() - 1 : lastColumn);
+        if (top > bottom || left > right)
+            return;
+        QTableView::dataChanged(model()->index(top, left), model()->index(bottom, right), roles);
+        return;
+    }
+    QTableView::dataChanged(topLeft, bottomRight, roles);
+}
+
 void LiveGrid::paintEvent(QPaintEvent *event)
 {
     if (!m_watermark.isEmpty()) {

@@ -89,6 +89,8 @@ public:
     void sendStep(TableWalk &walk, bool first);
     void dispatch(SnmpQuery *query);
     void walkReply(int w, SnmpQuery *query);
+    void endWalk(int w);
+    int busyInterval() const { return effectiveVersion() == 1 ? 500 : 200; }
     bool belongs(const TableWalk &walk, const QString &oid) const;
     void placeWalkBinding(int column, const VarBind &binding);
     bool placeByOid(const VarBind &binding, const QString &error);
@@ -275,7 +277,7 @@ void MIBTablePrivate::startWalks()
         sendStep(walk, true);
         ++queryCounter;
     }
-    activeTimer.start(effectiveVersion() == 1 ? 500 : 200);
+    activeTimer.start(busyInterval());
 }
 
 void MIBTablePrivate::sendStep(TableWalk &walk, bool first)
@@ -322,9 +324,9 @@ void MIBTablePrivate::walkReply(int w, SnmpQuery *query)
             sendStep(walk, false);
             return;
         }
-        walk.running = false;
         if (!(error == kNoSuchName && effectiveVersion() == 1))
             reportError(query->ErrorDescription());
+        endWalk(w);
         return;
     }
     // A copy: the list belongs to the query, and handlers below may yield.
@@ -343,7 +345,7 @@ void MIBTablePrivate::walkReply(int w, SnmpQuery *query)
         ++placed;
     }
     if (ended || placed == 0 || cancel) {
-        walks[w].running = false;
+        endWalk(w);
         return;
     }
 
@@ -360,12 +362,19 @@ void MIBTablePrivate::walkReply(int w, SnmpQuery *query)
         if (alive.isNull() || generation != mine)
             return;
     }
-    TableWalk &walk = walks[w];
-    if (cancel || !walk.running) {
-        walk.running = false;
+    if (cancel || !walks[w].running) {
+        endWalk(w);
         return;
     }
-    sendStep(walk, false);
+    sendStep(walks[w], false);
+}
+
+void MIBTablePrivate::endWalk(int w)
+{
+    walks[w].running = false;
+    // The last walk's end is looked at right away rather than at the next tick.
+    if (std::none_of(walks.cbegin(), walks.cend(), [](const TableWalk &walk) { return walk.running; }))
+        activeTimer.start(0);
 }
 
 void MIBTablePrivate::placeWalkBinding(int column, const VarBind &binding)
@@ -521,12 +530,12 @@ void MIBTablePrivate::startActivity()
 {
     busy = true;
     if (!activeTimer.isActive())
-        activeTimer.start(effectiveVersion() == 1 ? 500 : 200);
+        activeTimer.start(busyInterval());
 }
 
 void MIBTablePrivate::yieldNow()
 {
-    model->flush();
+    model->flushSome();
     sinceYield.restart();
     QCoreApplication::processEvents();
 }
@@ -857,6 +866,8 @@ bool MIBTable::ScanComplete()
     if (d->wrapper->SNMPOutstandingQueries() > 0 || d->handling > 0) {
         // Flashes: on at one tick, off at the next.
         d->grid->setIndicator(d->grid->indicator() == 1 ? 0 : 1);
+        if (d->activeTimer.isActive() && d->activeTimer.interval() != d->busyInterval())
+            d->activeTimer.start(d->busyInterval());
         return false;
     }
     d->activeTimer.stop();

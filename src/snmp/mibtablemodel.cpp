@@ -12,6 +12,9 @@ namespace {
 
 const QColor kReadOnlyBackground(240, 240, 240);
 constexpr int kFlushMs = 100;
+// Every row announced makes the views lay out and paint again: while values keep
+// coming, new rows are announced less often than changed cells.
+constexpr int kRowsEveryMs = 1000;
 
 bool numericType(int type)
 {
@@ -38,7 +41,17 @@ MIBTableModel::MIBTableModel(QObject *parent)
 {
     m_flushTimer.setSingleShot(true);
     m_flushTimer.setInterval(kFlushMs);
-    connect(&m_flushTimer, &QTimer::timeout, this, &MIBTableModel::flush);
+    connect(&m_flushTimer, &QTimer::timeout, this, &MIBTableModel::flushSome);
+}
+
+void MIBTableModel::flushSome()
+{
+    if (m_rows.size() > m_shownRows && m_sinceRowsShown.isValid() && m_sinceRowsShown.elapsed() < kRowsEveryMs) {
+        announceChanges();
+        m_flushTimer.start();
+    } else {
+        flush();
+    }
 }
 
 MIBTableModel::~MIBTableModel() = default;
@@ -209,16 +222,22 @@ void MIBTableModel::markChanged(int row, int col)
         m_flushTimer.start();
 }
 
-void MIBTableModel::flush()
+void MIBTableModel::announceChanges()
 {
-    m_flushTimer.stop();
     if (m_dirtyTop >= 0) {
         const QModelIndex from = fromTable(m_dirtyTop, m_dirtyLeft);
         const QModelIndex to = fromTable(m_dirtyBottom, m_dirtyRight);
         m_dirtyTop = -1;
         Q_EMIT dataChanged(from, to);
     }
+}
+
+void MIBTableModel::flush()
+{
+    m_flushTimer.stop();
+    announceChanges();
     if (m_rows.size() > m_shownRows) {
+        m_sinceRowsShown.start();
         const int first = m_shownRows;
         const int last = int(m_rows.size()) - 1;
         if (m_pivoted)

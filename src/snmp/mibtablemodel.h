@@ -3,6 +3,7 @@
 #include "qxmibtree_export.h"
 
 #include <QAbstractTableModel>
+#include <QElapsedTimer>
 #include <QHash>
 #include <QTimer>
 #include <QVector>
@@ -88,6 +89,8 @@ public:
 
     // Announces pending rows and changed cells to the views.
     void flush();
+    // Announces changed cells now and pending rows when they have not been for a while.
+    void flushSome();
 
     // Called instead of storing an edit: (row, column, value typed or picked).
     std::function<void(int row, int col, const QVariant &value)> editHandler;
@@ -103,6 +106,7 @@ private:
     bool toTable(const QModelIndex &index, int *row, int *col) const;
     QModelIndex fromTable(int row, int col) const;
     void markChanged(int row, int col);
+    void announceChanges();
     void reorder(const QVector<int> &order);
     void rebuildHash();
 
@@ -117,4 +121,5 @@ private:
     int m_dirtyRight = -1;
     bool m_pivoted = false;
     QTimer m_flushTimer;
+    QElapsedTimer m_sinceRowsShown;
 };

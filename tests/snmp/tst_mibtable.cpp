@@ -180,7 +180,7 @@ private Q_SLOTS:
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("message");
         QTest::newRow("unknown name") << "noSuchTable" << "noSuchTable is not a valid MIB specification.";
-        QTest::newRow("unknown OID") << "1.2.99.1" << "1.2.99.1 is not a valid MIB specification.";
+        QTest::newRow("unknown module") << "NO-SUCH-MIB:ifTable" << "NO-SUCH-MIB:ifTable is not a valid MIB specification.";
         QTest::newRow("a scalar") << "sysName" << "sysName is not a table.";
         QTest::newRow("a table the agent lacks") << "dskTable" << "dskTable is not supported on %1";
     }
