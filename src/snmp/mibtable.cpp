@@ -101,6 +101,7 @@ public:
     void startEdit(int row, int col, const QVariant &value);
     void sendRefresh(int row, int col);
     void startActivity();
+    void fitColumns();
     void yieldNow();
     void showMessage(const QString &text);
     void reportError(const QString &text);
@@ -533,6 +534,16 @@ void MIBTablePrivate::startActivity()
         activeTimer.start(busyInterval());
 }
 
+// Columns as wide as their texts (as far as the grid samples them), within reason.
+void MIBTablePrivate::fitColumns()
+{
+    QHeaderView *header = grid->horizontalHeader();
+    const int widest = grid->fontMetrics().horizontalAdvance(QLatin1Char('X')) * 40;
+    grid->resizeColumnsToContents();
+    for (int c = 0; c < header->count(); ++c)
+        header->resizeSection(c, qMin(header->sectionSize(c), widest));
+}
+
 void MIBTablePrivate::yieldNow()
 {
     model->flushSome();
@@ -823,8 +834,7 @@ void MIBTable::SelectAll()
 void MIBTable::AutoSize()
 {
     d->model->flush();
-    d->grid->resizeColumnsToContents();
-    d->grid->verticalHeader()->resizeSections(QHeaderView::ResizeToContents);
+    d->fitColumns();
 }
 
 void MIBTable::Sort(int Method)
@@ -880,6 +890,8 @@ bool MIBTable::ScanComplete()
     d->model->flush();
     if (d->retrieving && !d->userSorted && !d->model->rowsInIndexOrder())
         d->model->sortRows(-1, MIBTableModel::SortByIndex);
+    if (d->retrieving)
+        d->fitColumns();
     d->grid->setIndicator(2);
     d->grid->viewport()->update();
     if (d->current)

@@ -46,7 +46,9 @@ class SnmpSession;
 //   another is being placed (the control yields to the event loop now and then,
 //   and so may a Progress handler) steer only their own walk.
 // - Rows appear in the order they are found and are put into index order when
-//   the retrieval completes, unless the user has sorted them.
+//   the retrieval completes, unless the user has sorted them; then the columns
+//   are fitted to their texts (AutoSize does the same on demand). A click on a
+//   caption sorts by that column, ascending and descending in turn.
 // - Cells show the rendering of QXMibOID::ParseValue by the column's own record;
 //   a rendering that is not printable shows as hexadecimal octets (an IpAddress
 //   as dotted decimals, UTF-8 text as text). An error reply to a refresh leaves
