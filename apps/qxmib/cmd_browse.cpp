@@ -1,7 +1,7 @@
 // qxmib browse: a walk through a real MIBBrowser, printed as its grid shows it.
 
 #include "command.h"
-#include "snmpoptions.h"
+#include "liveviewcli.h"
 
 #include "snmp/mibbrowser.h"
 
@@ -20,41 +20,40 @@ const char kUsage[] = "Usage: qxmib [--db PATH] browse [SNMP options] [--rows N]
 int cmdBrowse(const QStringList &args)
 {
     if (args.isEmpty() || args.contains(QStringLiteral("--help")) || args.contains(QStringLiteral("-h"))) {
-        printOut(QString::fromLatin1(kUsage) + QLatin1Char('\n') + QString::fromLatin1(SnmpOptions::usage()));
+        printOut(QString::fromLatin1(kUsage) + QLatin1Char('\n') + QString::fromLatin1(LiveViewOptions::usage()));
         return args.isEmpty() ? 2 : 0;
     }
-    SnmpOptions o;
+    LiveViewOptions o;
     QString error;
     bool rowsOk = true;
-    if (!o.parse(args, {QStringLiteral("--csv"), QStringLiteral("--rows="), QStringLiteral("--fields=")}, &error)
-        || o.positional.size() != 2) {
-        printErr(QStringLiteral("qxmib browse: %1\n").arg(error.isEmpty() ? QStringLiteral("give TARGET and OID") : error));
+    if (!o.parse(args, {QStringLiteral("--csv")}, {QStringLiteral("--rows"), QStringLiteral("--fields")}, &error)) {
+        printErr(QStringLiteral("qxmib browse: %1\n").arg(error));
         return 2;
     }
-    const int rows = o.value(QStringLiteral("--rows"), QStringLiteral("0")).toInt(&rowsOk);
+    const int rows = o.values.value(QStringLiteral("--rows"), QStringLiteral("0")).toInt(&rowsOk);
     if (!rowsOk || rows < 0) {
         printErr(QStringLiteral("qxmib browse: bad value for --rows\n"));
         return 2;
     }
     MIBBrowser browser;
-    o.applyTo(&browser, o.positional.at(0));
-    if (!o.value(QStringLiteral("--fields")).isEmpty())
-        browser.setFields(o.value(QStringLiteral("--fields")));
+    o.applyTo(&browser);
+    if (o.values.contains(QStringLiteral("--fields")))
+        browser.setFields(o.values.value(QStringLiteral("--fields")));
 
     QEventLoop loop;
     QObject::connect(&browser, &MIBBrowser::Complete, &loop, &QEventLoop::quit);
     if (rows > 0) {
-        browser.setCurrentOID(o.positional.at(1));
+        browser.setCurrentOID(o.snmp.rest.at(0));
         const QString start = browser.CurrentOID();
         browser.setCurrentOID(QString());
         browser.GetNextOID(rows - 1, start);
     } else {
-        browser.setCurrentOID(o.positional.at(1));
+        browser.setCurrentOID(o.snmp.rest.at(0));
         browser.Activate();
     }
     if (browser.Busy())
         loop.exec();
-    printOut(browser.TableText(o.has(QStringLiteral("--csv"))));
+    printOut(browser.TableText(o.flags.contains(QStringLiteral("--csv"))));
     return 0;
 }
 

@@ -2,7 +2,7 @@
 // grid shows it: a caption line, then one line per row, the row's index first.
 
 #include "command.h"
-#include "snmpoptions.h"
+#include "liveviewcli.h"
 
 #include "snmp/mibtable.h"
 #include "snmp/mibtablemodel.h"
@@ -23,21 +23,20 @@ const char kUsage[] = "Usage: qxmib [--db PATH] table [SNMP options] [--mode 0|1
 int cmdTable(const QStringList &args)
 {
     if (args.isEmpty() || args.contains(QStringLiteral("--help")) || args.contains(QStringLiteral("-h"))) {
-        printOut(QString::fromLatin1(kUsage) + QLatin1Char('\n') + QString::fromLatin1(SnmpOptions::usage()));
+        printOut(QString::fromLatin1(kUsage) + QLatin1Char('\n') + QString::fromLatin1(LiveViewOptions::usage()));
         return args.isEmpty() ? 2 : 0;
     }
-    SnmpOptions o;
+    LiveViewOptions o;
     QString error;
-    if (!o.parse(args, {QStringLiteral("--csv"), QStringLiteral("--mode="), QStringLiteral("--columns=")}, &error)
-        || o.positional.size() != 2) {
-        printErr(QStringLiteral("qxmib table: %1\n").arg(error.isEmpty() ? QStringLiteral("give TARGET and TABLE") : error));
+    if (!o.parse(args, {QStringLiteral("--csv")}, {QStringLiteral("--mode"), QStringLiteral("--columns")}, &error)) {
+        printErr(QStringLiteral("qxmib table: %1\n").arg(error));
         return 2;
     }
     MIBTable table;
-    o.applyTo(&table, o.positional.at(0));
-    table.setDownloadMode(short(o.value(QStringLiteral("--mode"), QStringLiteral("1")).toInt()));
-    if (!o.value(QStringLiteral("--columns")).isEmpty())
-        table.GetOIDList({o.value(QStringLiteral("--columns"))});
+    o.applyTo(&table);
+    table.setDownloadMode(short(o.values.value(QStringLiteral("--mode"), QStringLiteral("1")).toInt()));
+    if (o.values.contains(QStringLiteral("--columns")))
+        table.GetOIDList({o.values.value(QStringLiteral("--columns"))});
 
     QEventLoop loop;
     QObject::connect(&table, &MIBTable::Complete, &loop, &QEventLoop::quit);
@@ -51,7 +50,7 @@ int cmdTable(const QStringList &args)
             }
         });
     }
-    table.GetTable(o.positional.at(1));
+    table.GetTable(o.snmp.rest.at(0));
     if (table.Busy())
         loop.exec();
     if (isatty(STDERR_FILENO))
@@ -62,7 +61,7 @@ int cmdTable(const QStringList &args)
         printErr(message + QLatin1Char('\n'));
     if (table.model()->tableColumns() == 0)
         return 1;
-    printOut(table.TableText(o.has(QStringLiteral("--csv"))));
+    printOut(table.TableText(o.flags.contains(QStringLiteral("--csv"))));
     return message.isEmpty() ? 0 : 1;
 }
 

@@ -7,8 +7,10 @@
 #include "core/qxmiberror.h"
 
 #include <QApplication>
+#include <QCoreApplication>
 
 #include <cstdio>
+#include <cstring>
 #include <memory>
 
 namespace {
@@ -25,44 +27,49 @@ void printUsage()
     printOut(text);
 }
 
-// The command named on the command line, looked for before the application
-// exists: the commands that drive widgets need a widget application.
-const Command *commandOf(int argc, char *argv[])
+// Commands that drive the component's controls need a QApplication; the others
+// stay free of any display.
+bool needsWidgets(int argc, char *argv[])
 {
     for (int i = 1; i < argc; ++i) {
-        const QString a = QString::fromLocal8Bit(argv[i]);
-        if (a == QLatin1String("--db")) {
+        if (std::strcmp(argv[i], "--db") == 0) {
             ++i;
             continue;
         }
-        if (a.startsWith(QLatin1String("--db=")))
+        if (std::strncmp(argv[i], "--db=", 5) == 0)
             continue;
-        return CommandRegistry::find(a);
+        for (const char *command : {"modules", "delete"}) {
+            if (std::strcmp(argv[i], command) == 0)
+                return true;
+        }
+        const Command *command = CommandRegistry::find(QString::fromLocal8Bit(argv[i]));
+        return command != nullptr && command->widgets;
     }
-    return nullptr;
+    return false;
+}
+
+std::unique_ptr<QCoreApplication> makeApplication(int &argc, char *argv[])
+{
+    if (!needsWidgets(argc, argv))
+        return std::make_unique<QCoreApplication>(argc, argv);
+    // Without a display the controls still work, drawn nowhere.
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") && qEnvironmentVariableIsEmpty("DISPLAY")
+        && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    // Qt's note that it picked a runtime folder itself is no news on a command line.
+    qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &context, const QString &message) {
+        if (type == QtWarningMsg && message.startsWith(QLatin1String("QStandardPaths:")))
+            return;
+        std::fprintf(stderr, "%s\n", qPrintable(qFormatLogMessage(type, context, message)));
+    });
+    return std::make_unique<QApplication>(argc, argv);
 }
 
 } // namespace
 
 int main(int argc, char *argv[])
 {
-    const Command *early = commandOf(argc, argv);
-    std::unique_ptr<QCoreApplication> application;
-    if (early != nullptr && early->widgets) {
-        if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
-            && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
-            qputenv("QT_QPA_PLATFORM", "offscreen");
-        // Qt's note that it picked a runtime folder itself is no news on a command line.
-        qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &context, const QString &message) {
-            if (type == QtWarningMsg && message.startsWith(QLatin1String("QStandardPaths:")))
-                return;
-            std::fprintf(stderr, "%s\n", qPrintable(qFormatLogMessage(type, context, message)));
-        });
-        application = std::make_unique<QApplication>(argc, argv);
-    } else {
-        application = std::make_unique<QCoreApplication>(argc, argv);
-    }
-    QCoreApplication &app = *application;
+    const std::unique_ptr<QCoreApplication> app = makeApplication(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("qxmib"));
     QCoreApplication::setApplicationVersion(Globals::versionText());
 
@@ -74,7 +81,7 @@ int main(int argc, char *argv[])
     });
 
     // --db is global and may stand anywhere before "--".
-    QStringList args = app.arguments().mid(1);
+    QStringList args = app->arguments().mid(1);
     for (int i = 0; i < args.size(); ++i) {
         if (args.at(i) == QLatin1String("--"))
             break;

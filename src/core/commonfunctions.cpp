@@ -22,14 +22,34 @@ qint64 checkedProduct(qint32 a, qint32 b)
     return p;
 }
 
-// Rounds half away from zero at the pattern's decimals, as number patterns do.
+// Rounds half away from zero at the pattern's decimals. The rounding works on the
+// number's decimal digits (15 significant, as a double is handed to a number
+// pattern), not on the binary double: 1.005 is 1.00499999... in binary and still
+// gives "1.01".
 QString fixed(double value, int decimals)
 {
-    const double scale = std::pow(10.0, decimals);
-    double r = std::round(value * scale) / scale;
-    if (r == 0.0)
-        r = 0.0; // no "-0"
-    return QString::number(r, 'f', decimals);
+    const QString scientific = QString::number(std::fabs(value), 'e', 14); // d.dddddddddddddde+x
+    const qsizetype e = scientific.indexOf(u'e');
+    const qint64 mantissa = (scientific.left(1) + scientific.mid(2, e - 2)).toLongLong();
+    const int shift = scientific.mid(e + 1).toInt() - 14 + decimals; // value * 10^decimals = mantissa * 10^shift
+
+    QString digits;
+    if (shift >= 0) {
+        digits = QString::number(mantissa) + QString(shift, u'0');
+    } else if (shift >= -18) {
+        qint64 divisor = 1;
+        for (int i = 0; i < -shift; ++i)
+            divisor *= 10;
+        digits = QString::number((mantissa + divisor / 2) / divisor);
+    } else {
+        digits = QStringLiteral("0");
+    }
+    if (digits.size() <= decimals)
+        digits.prepend(QString(decimals + 1 - digits.size(), u'0'));
+    if (decimals > 0)
+        digits.insert(digits.size() - decimals, u'.');
+    const bool zero = digits.count(u'0') + digits.count(u'.') == digits.size();
+    return (value < 0 && !zero) ? u'-' + digits : digits;
 }
 
 } // namespace

@@ -5,14 +5,28 @@
 #include "recordset.h"
 
 #include <QDateTime>
+#include <QFile>
 #include <QFileInfo>
 #include <QLoggingCategory>
+#include <QUrl>
+
+#include <unistd.h>
 
 Q_LOGGING_CATEGORY(lcCore, "qxmib.core", QtWarningMsg)
 
 namespace {
 // Enough for every shape the component issues; hosts' own statements beyond that recycle the cache.
 constexpr int MaxCachedStatements = 256;
+
+// Bytes 18 and 19 of a database file's header are 2 in WAL mode, 1 with a rollback journal.
+bool walMode(const QByteArray &file)
+{
+    QFile f(QFile::decodeName(file));
+    if (!f.open(QIODevice::ReadOnly))
+        return false;
+    const QByteArray header = f.read(20);
+    return header.size() == 20 && header.at(18) == 2;
+}
 } // namespace
 
 DatabasePrivate::~DatabasePrivate()
@@ -42,6 +56,9 @@ void DatabasePrivate::ensureOpen() const
 
 void DatabasePrivate::throwError(int rc, const QByteArray &sql) const
 {
+    if (rc == SQLITE_READONLY)
+        throw QXMibError(QXMibError::DatabaseReadOnly,
+                         QStringLiteral("Cannot update. Database or object is read-only. (%1)").arg(path));
     const QString message = QString::fromUtf8(db != nullptr ? sqlite3_errmsg(db) : sqlite3_errstr(rc));
     const int number = (rc == SQLITE_ERROR) ? QXMibError::StatementError : QXMibError::DatabaseError;
     if (sql.isEmpty())
@@ -208,20 +225,48 @@ Database::Database(QObject *parent)
 
 Database::~Database() = default;
 
+namespace {
+QString errorText(sqlite3 *db, int rc, char *err)
+{
+    const QString message = QString::fromUtf8(err != nullptr ? err : (db != nullptr ? sqlite3_errmsg(db) : sqlite3_errstr(rc)));
+    sqlite3_free(err);
+    return message;
+}
+} // namespace
+
 void Database::open(const QString &path, OpenMode mode)
 {
     d->close();
     d->path = path;
-    if (mode == OpenMode::ExistingOnly && !QFileInfo(path).isFile())
+    const QFileInfo info(path);
+    if (mode == OpenMode::ExistingOnly && !info.isFile())
         throw QXMibError(QXMibError::DatabaseError, QStringLiteral("Could not find file '%1'.").arg(path));
 
-    int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX;
-    if (mode == OpenMode::CreateIfMissing)
-        flags |= SQLITE_OPEN_CREATE;
+    // Writing needs the file and, for the journal beside it, its folder. An
+    // installed database is often neither: then it is read as it is, and every
+    // write fails with DatabaseReadOnly.
+    const QByteArray file = QFile::encodeName(path);
+    const bool creating = !info.exists();
+    const bool writable = (creating || ::access(file.constData(), W_OK) == 0)
+        && ::access(QFile::encodeName(info.absolutePath()).constData(), W_OK) == 0;
+    int flags = SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_URI;
+    if (!writable)
+        flags |= SQLITE_OPEN_READONLY;
+    else if (mode == OpenMode::CreateIfMissing)
+        flags |= SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
+    else
+        flags |= SQLITE_OPEN_READWRITE;
+    QByteArray uri = QUrl::fromLocalFile(info.absoluteFilePath()).toEncoded();
+    // A WAL file needs its shared-memory file beside it, which a reader without
+    // write access to the folder cannot create. With no log left over from a
+    // writer, the file alone holds every row: read it as unchanging.
+    if (!writable && walMode(file) && !QFileInfo::exists(path + QStringLiteral("-wal")))
+        uri += "?immutable=1";
+
     sqlite3 *db = nullptr;
-    int rc = sqlite3_open_v2(QFile::encodeName(path).constData(), &db, flags, nullptr);
+    int rc = sqlite3_open_v2(uri.constData(), &db, flags, nullptr);
     if (rc != SQLITE_OK) {
-        const QString message = QString::fromUtf8(db != nullptr ? sqlite3_errmsg(db) : sqlite3_errstr(rc));
+        const QString message = errorText(db, rc, nullptr);
         sqlite3_close_v2(db);
         throw QXMibError(QXMibError::DatabaseError, message);
     }
@@ -229,29 +274,27 @@ void Database::open(const QString &path, OpenMode mode)
     sqlite3_busy_timeout(db, 5000);
     sqlite3_extended_result_codes(db, 0);
 
-    // WAL: readers in other processes never wait for a writer. FULL sync puts
-    // every committed row on disk before the commit returns (about 0.1 ms a row
-    // here), so neither a crash of the process nor of the machine loses it.
-    // Look-ups read the file through a memory map instead of a read call per page.
+    // A new file gets WAL, so that readers in other processes never wait for a
+    // writer. A file that is there keeps its journal mode: a look-up never
+    // rewrites it, and an installed file stays in the rollback mode that users
+    // without write access to its folder can read. FULL sync puts every
+    // committed row on disk before the commit returns, so neither a crash of the
+    // process nor of the machine loses it. Look-ups read the file through a
+    // memory map instead of a read call per page.
+    const char *pragmas = !writable ? "PRAGMA mmap_size=1073741824;"
+        : creating ? "PRAGMA journal_mode=WAL; PRAGMA synchronous=FULL; PRAGMA mmap_size=1073741824;"
+                   : "PRAGMA synchronous=FULL; PRAGMA mmap_size=1073741824;";
     char *err = nullptr;
-    rc = sqlite3_exec(db, "PRAGMA journal_mode=WAL; PRAGMA synchronous=FULL; PRAGMA mmap_size=1073741824;", nullptr,
-                      nullptr, &err);
-    if (rc != SQLITE_OK && rc != SQLITE_READONLY) {
-        const QString message = QString::fromUtf8(err != nullptr ? err : sqlite3_errstr(rc));
-        sqlite3_free(err);
-        d->close();
-        throw QXMibError(QXMibError::DatabaseError, message);
-    }
-    sqlite3_free(err);
+    rc = sqlite3_exec(db, pragmas, nullptr, nullptr, &err);
     // Reading the schema proves it is a database at all (a text file passes open()).
-    rc = sqlite3_exec(db, "SELECT count(*) FROM sqlite_master", nullptr, nullptr, &err);
+    if (rc == SQLITE_OK)
+        rc = sqlite3_exec(db, "SELECT count(*) FROM sqlite_master", nullptr, nullptr, &err);
     if (rc != SQLITE_OK) {
-        const QString message = QString::fromUtf8(err != nullptr ? err : sqlite3_errstr(rc));
-        sqlite3_free(err);
+        const QString message = errorText(db, rc, err);
         d->close();
         throw QXMibError(QXMibError::DatabaseError, message);
     }
-    qCDebug(lcCore) << "opened" << path;
+    qCDebug(lcCore) << "opened" << path << (writable ? "" : "read-only");
 }
 
 bool Database::isOpen() const

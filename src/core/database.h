@@ -36,7 +36,9 @@ public:
     ~Database() override;
 
     // Opens the file; throws QXMibError(DatabaseError) with SQLite's text when it cannot.
-    // The file is switched to WAL journaling so readers in other processes never block.
+    // A file created here is put in WAL mode; one that exists keeps its journal mode.
+    // Where the file or its folder is not writable it is opened read-only, and
+    // writes throw DatabaseReadOnly.
     void open(const QString &path, OpenMode mode = OpenMode::ExistingOnly);
     bool isOpen() const;
     QString path() const;

@@ -9,13 +9,35 @@
 #include <QHash>
 #include <QList>
 
+#include <cmath>
+
 QXMIB_REGISTER_CLASS(OIDTypes, OIDTypes)
+
+namespace {
+// A 16-bit integer as the runtime converts one: rounded, and an overflow error outside the range.
+short toShort(const QVariant &value)
+{
+    const double rounded = std::nearbyint(value.toDouble());
+    if (!(rounded >= -32768.0 && rounded <= 32767.0))
+        throw QXMibError(QXMibError::Overflow, QStringLiteral("Overflow"));
+    return short(rounded);
+}
+} // namespace
 
 class OIDTypesPrivate
 {
 public:
+    // Keys are fixed when an entry is added: a host may rename the entry later.
     QList<OIDType *> items;
-    QHash<QString, OIDType *> byKey; // upper-cased names
+    QStringList keys; // upper-cased names, beside items
+    QHash<QString, OIDType *> byKey;
+
+    void append(OIDType *type, const QString &key)
+    {
+        items.append(type);
+        keys.append(key);
+        byKey.insert(key, type);
+    }
 
     OIDType *lookup(const QVariant &indexOrKey) const
     {
@@ -65,8 +87,7 @@ OIDType *OIDTypes::Add(short value, const QString &typeName, const QString &root
     type->setValue(value);
     type->setOIDType(typeName);
     type->setRootType(rootType);
-    d->items.append(type);
-    d->byKey.insert(typeName.toUpper(), type);
+    d->append(type, typeName.toUpper());
     return type;
 }
 
@@ -92,8 +113,10 @@ int OIDTypes::Count() const
 void OIDTypes::Remove(const QVariant &indexOrKey)
 {
     OIDType *type = Item(indexOrKey);
-    d->items.removeOne(type);
-    d->byKey.remove(type->oidType().toUpper());
+    const qsizetype i = d->items.indexOf(type);
+    d->byKey.remove(d->keys.at(i));
+    d->items.removeAt(i);
+    d->keys.removeAt(i);
     delete type;
 }
 
@@ -111,12 +134,12 @@ void OIDTypes::Refresh()
             throw QXMibError(QXMibError::KeyAlreadyExists,
                              QStringLiteral("This key is already associated with an element of this collection (%1)")
                                  .arg(name));
+        const short value = toShort(rs.value(QStringLiteral("Value")));
         auto *type = new OIDType(this);
         type->setOIDType(name);
         type->setRootType(rs.text(QStringLiteral("Root")).toUpper());
-        type->setValue(short(rs.value(QStringLiteral("Value")).toInt()));
-        d->items.append(type);
-        d->byKey.insert(name, type);
+        type->setValue(value);
+        d->append(type, name);
         rs.moveNext();
     }
 }

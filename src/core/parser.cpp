@@ -148,6 +148,21 @@ QDate dateSerial(qint64 year, qint64 month, qint64 day)
     return QDate(int(year), 1, 1).addMonths(int(month - 1)).addDays(day - 1);
 }
 
+// The locale's long time form less its zone name: the value carries no zone, so
+// the viewer's own zone would be a false claim.
+QString longTimeWithoutZone(const QLocale &locale)
+{
+    QString format;
+    bool literal = false;
+    for (const QChar c : locale.timeFormat(QLocale::LongFormat)) {
+        if (c == u'\'')
+            literal = !literal;
+        if (literal || c != u't')
+            format += c;
+    }
+    return format.trimmed();
+}
+
 QString dateAndTime(const QString &value, const QString &hex)
 {
     if (hex.size() != 16)
@@ -164,13 +179,13 @@ QString dateAndTime(const QString &value, const QString &hex)
     const QDateTime shown = dt.addMSecs(dt.time().msec() >= 500 ? 1000 - dt.time().msec() : -dt.time().msec());
     const bool midnight = shown.time() == QTime(0, 0);
     // The user's locale when there is one; otherwise a clear fixed form.
-    const QLocale locale = QLocale::system();
+    const QLocale locale;
     if (locale.language() == QLocale::C) {
         return midnight ? shown.date().toString(QStringLiteral("yyyy-MM-dd"))
                         : shown.toString(QStringLiteral("yyyy-MM-dd HH:mm:ss"));
     }
     const QString d = locale.toString(shown.date(), QLocale::ShortFormat);
-    return midnight ? d : d + u' ' + locale.toString(shown.time(), QLocale::LongFormat).remove(QStringLiteral(" UTC"));
+    return midnight ? d : d + u' ' + locale.toString(shown.time(), longTimeWithoutZone(locale));
 }
 
 } // namespace

@@ -24,6 +24,7 @@ public:
         StatementError = 3075,     // a statement could not be understood (syntax, quoting)
         ItemNotFound = 3265,       // a field name that the recordset does not have
         NoCurrentRecord = 3021,    // reading past EOF
+        DatabaseReadOnly = 3027,   // a write to a database that this user can only read
         DatabaseNotOpen = 3704,    // the shared connection could not be opened
         SnmpError = 4000,
         XmlError = 5000,

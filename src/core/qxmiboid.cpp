@@ -108,23 +108,6 @@ void QXMibOID::setOID(const QString &oid)
         d->suffix = QStringLiteral(".0");
         s.chop(2);
     }
-    if (s.isEmpty())
-        return;
-    // The longest primary definition that prefixes s is, if any, the greatest
-    // primary OID not above s: one index probe answers the usual case. When that
-    // row is no prefix of s, the arcs are stripped one at a time from the right.
-    {
-        Recordset probe(d->db(), QStringLiteral("Select TOP 1 * from Tree WHERE OID <= ") + Globals::dq(s)
-                                     + QStringLiteral(" AND Primary=TRUE ORDER BY OID DESC"));
-        if (!probe.eof()) {
-            const QString found = probe.text(QStringLiteral("OID"));
-            if (!found.isEmpty() && s.startsWith(found) && (found.size() == s.size() || s.at(found.size()) == u'.')) {
-                d->suffix = given.mid(found.size());
-                d->load(probe);
-                return;
-            }
-        }
-    }
     while (!s.isEmpty()) {
         Recordset rs(d->db(), QStringLiteral("Select * from Tree WHERE OID = ") + Globals::dq(s)
                                   + QStringLiteral(" AND Primary=TRUE"));
@@ -377,11 +360,12 @@ QString QXMibOID::EnumWords(int value, const QString &defaultText) const
     label[0] = label.at(0).toUpper();
     QString words;
     words.reserve(label.size() * 2);
+    // The first letter gets its blank like any other (trimmed below), so the
+    // capital after it is copied plainly: "ISDN" gives "IS DN".
     bool blankInserted = false;
-    for (qsizetype i = 0; i < label.size(); ++i) {
-        const QChar c = label.at(i);
+    for (const QChar c : std::as_const(label)) {
         const bool upper = c.toLower() != c;
-        if (upper && i > 0 && !blankInserted) {
+        if (upper && !blankInserted) {
             words += u' ';
             blankInserted = true;
         } else {

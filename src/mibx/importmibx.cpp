@@ -354,7 +354,12 @@ bool ImportMIBX::ConvertOID(const QString &oidText, QString &result)
             // Deliberately the bitwise AND of the two positions: "abcde(1)" has them at
             // 6 and 8, fails here and is looked up by name instead.
             result += separator + part.mid(open);
-            result = result.left(result.indexOf(u')'));
+            // ")" before "(" leaves no ")" in the result to cut at: an invalid call, as
+            // cutting at position -1 is to the classic runtime.
+            const qsizetype cut = result.indexOf(u')');
+            if (cut < 0)
+                throw QXMibError(QXMibError::InvalidCall, QStringLiteral("Invalid procedure call or argument"));
+            result.truncate(cut);
         } else if (part == QLatin1String("iso")) {
             result += separator + QStringLiteral("1");
         } else if (part == QLatin1String("org")) {

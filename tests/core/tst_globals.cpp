@@ -5,9 +5,17 @@
 #include "core/objectfactory.h"
 #include "core/qxmiberror.h"
 #include "core/qxmiboid.h"
+#include "databasebuilder.h"
 #include "fixturedatabase.h"
+#include "mibx/importmibx.h"
 
+#include <QProcess>
 #include <QtTest>
+
+#include <cstdio>
+#include <functional>
+
+#include <unistd.h>
 
 class tst_globals : public QObject
 {
@@ -96,13 +104,64 @@ private Q_SLOTS:
         const QString prefix = QStringLiteral("Cannot open MIB Database (") + path + QStringLiteral(")\r\r");
         QVERIFY2(m_messages.first().startsWith(prefix), qPrintable(m_messages.first()));
         QVERIFY(m_messages.first().size() > prefix.size());
-        // Later users find the connection object, skip opening, and their statements fail.
+        QCOMPARE(QFileInfo::exists(path), !content.isNull()); // never created by the component
+        // Later users find the connection object and skip opening, even once the
+        // file has become a good database: their statements fail.
+        QFile::remove(path);
+        DatabaseBuilder::create(path);
         QXMibOID second;
         QVERIFY_THROWS_EXCEPTION(QXMibError, second.setOID(QStringLiteral("1.3.6.1")));
         Application app;
-        QVERIFY(app.MIBDatabase() != nullptr);
+        QVERIFY(app.MIBDatabase() != nullptr && !app.MIBDatabase()->isOpen());
         QCOMPARE(m_messages.size(), 1);
-        QVERIFY(!QFileInfo::exists(path) || !content.isNull()); // never created by the component
+    }
+
+    // A database that the user may read but not write, read for real as such a
+    // user: look-ups answer, writes fail with DatabaseReadOnly and change nothing.
+    void readOnlyDatabase_data()
+    {
+        QTest::addColumn<bool>("sealed");
+        QTest::newRow("rollback journal, as installed") << true;
+        QTest::newRow("WAL, as a writer left it") << false;
+    }
+    void readOnlyDatabase()
+    {
+        QFETCH(bool, sealed);
+        const bool root = ::geteuid() == 0;
+        const QString setpriv = QStandardPaths::findExecutable(QStringLiteral("setpriv"));
+        if (root && setpriv.isEmpty())
+            QSKIP("no setpriv to drop root's privileges with");
+        QTemporaryDir dir;
+        const QString path = dir.filePath(QStringLiteral("MIBs.cfg"));
+        const QString mibx = dir.filePath(QStringLiteral("new.mibx"));
+        {
+            FixtureDatabase fixture;
+            fixture.addStandardObjects();
+            fixture.db().executeScript(QStringLiteral("PRAGMA wal_checkpoint(TRUNCATE)"));
+            QVERIFY(QFile::copy(fixture.path(), path));
+        }
+        QFile file(mibx);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("<MIBX><VERSION>Tarnbrookeware MIB-X 1.0</VERSION><MODULE><NAME>NEW-MIB</NAME></MODULE>"
+                   "<TREE><newObject><OID>1.3.6.1.4.1.5</OID></newObject></TREE></MIBX>");
+        file.close();
+        if (sealed)
+            DatabaseBuilder::seal(path);
+        const auto readable = QFile::ReadOwner | QFile::ReadGroup | QFile::ReadOther;
+        const auto searchable = QFile::ExeOwner | QFile::ExeGroup | QFile::ExeOther;
+        QVERIFY(QFile::setPermissions(path, readable) && QFile::setPermissions(dir.path(), readable | searchable));
+
+        QStringList command = {QCoreApplication::applicationFilePath(), QStringLiteral("--probe"), path, mibx};
+        if (root)
+            command = QStringList({setpriv, "--reuid=nobody", "--regid=nogroup", "--clear-groups"}) + command;
+        QProcess probe;
+        probe.start(command.takeFirst(), command);
+        QVERIFY(probe.waitForFinished(30000));
+        QFile::setPermissions(dir.path(), readable | searchable | QFile::WriteOwner);
+        QCOMPARE(probe.readAllStandardError(), QByteArray());
+        QCOMPARE(QString::fromUtf8(probe.readAllStandardOutput()),
+                 QStringLiteral("IF-MIB:ifAdminStatus.3 #1;up(1)|#2;down(2)|#3;testing(3)\n"
+                                "3027 3027 3027 IF-MIB:ifAdminStatus units ''\n"));
     }
 
     void factory_data()
@@ -130,5 +189,39 @@ private:
     QStringList m_messages;
 };
 
-QTEST_GUILESS_MAIN(tst_globals)
+// "--probe DATABASE MIBX": what readOnlyDatabase runs as the user who cannot write.
+// Prints what a look-up finds, then the error number of each kind of write.
+int probe(const QString &path, const QString &mibx)
+{
+    MessageSink::setHandler([](const QString &text, const QString &) { std::printf("%s\n", qPrintable(text)); });
+    Globals::setDatabasePath(path);
+    QXMibOID record;
+    record.setOID(QStringLiteral("1.3.6.1.2.1.2.2.1.7.3"));
+    std::printf("%s %s\n", qPrintable(record.FullName()), qPrintable(record.EnumList()));
+    const std::function<void()> writes[] = {
+        [&] { record.setUnits(QStringLiteral("changed")); },
+        [&] { ImportMIBX().ImportMIBXFile(mibx); },
+        [] { Globals::database()->execute(QStringLiteral("Delete From Tree Where MIB='IF-MIB'")); }};
+    for (const auto &write : writes) {
+        try {
+            write();
+            std::printf("written ");
+        } catch (const QXMibError &e) {
+            std::printf("%d ", e.number());
+        }
+    }
+    record.setOID(QStringLiteral("1.3.6.1.2.1.2.2.1.7"));
+    std::printf("%s units '%s'\n", qPrintable(record.FullName()), qPrintable(record.Units()));
+    return 0;
+}
+
+int main(int argc, char *argv[])
+{
+    QCoreApplication app(argc, argv);
+    if (argc == 4 && qstrcmp(argv[1], "--probe") == 0)
+        return probe(QString::fromLocal8Bit(argv[2]), QString::fromLocal8Bit(argv[3]));
+    tst_globals test;
+    QTEST_SET_MAIN_SOURCE_PATH
+    return QTest::qExec(&test, argc, argv);
+}
 #include "tst_globals.moc"

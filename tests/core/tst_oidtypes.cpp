@@ -27,9 +27,7 @@ private Q_SLOTS:
         QTest::addColumn<int>("value");
         QTest::newRow("textual convention, other case") << QVariant(QStringLiteral("displaystring")) << "DISPLAYSTRING"
                                                         << "OCTET STRING" << 4;
-        QTest::newRow("counter") << QVariant(QStringLiteral("Counter64")) << "COUNTER64" << "COUNTER64" << 70;
         QTest::newRow("by position") << QVariant(1) << "INTEGER" << "INTEGER" << 2;
-        QTest::newRow("time stamp") << QVariant(QStringLiteral("TimeStamp")) << "TIMESTAMP" << "TIMETICKS" << 67;
     }
     void filledOnCreation()
     {
@@ -56,7 +54,11 @@ private Q_SLOTS:
         types.Add(4, QStringLiteral("MyString"), QStringLiteral("OCTET STRING"));
         QCOMPARE(types.NewEnum().size(), 2);
         QCOMPARE(types.NewEnum().at(1)->oidType(), QStringLiteral("MyString"));
+        // The key is the name the entry was added under, whatever it is called later.
+        a->setOIDType(QStringLiteral("Renamed"));
+        QVERIFY_THROWS_EXCEPTION(QXMibError, types.Item(QStringLiteral("Renamed")));
         types.Remove(QStringLiteral("myint"));
+        QVERIFY_THROWS_EXCEPTION(QXMibError, types.Item(QStringLiteral("MyInt")));
         QCOMPARE(types.Count(), 1);
         types.Clear();
         QCOMPARE(types.Count(), 0);
@@ -74,11 +76,24 @@ private Q_SLOTS:
         QCOMPARE(types.Count(), n);
     }
 
-    void duplicateRowsFailCreation()
+    void badRowsFailCreation_data()
     {
+        QTest::addColumn<QString>("row");
+        QTest::addColumn<int>("error");
+        QTest::newRow("a name twice, in another case") << "'integer', 'INTEGER', 2" << int(QXMibError::KeyAlreadyExists);
+        QTest::newRow("a code beyond 16 bits") << "'Huge', 'INTEGER', 40000" << int(QXMibError::Overflow);
+    }
+    void badRowsFailCreation()
+    {
+        QFETCH(QString, row);
         m_fixture->db().executeScript(
-            QStringLiteral("DROP INDEX Types_Type; INSERT INTO Types (Type, Root, Value) VALUES ('integer', 'INTEGER', 2)"));
-        QVERIFY_THROWS_EXCEPTION(QXMibError, OIDTypes());
+            QStringLiteral("DROP INDEX Types_Type; INSERT INTO Types (Type, Root, Value) VALUES (%1)").arg(row));
+        try {
+            OIDTypes types;
+            QFAIL("created");
+        } catch (const QXMibError &e) {
+            QTEST(e.number(), "error");
+        }
     }
 
 private:

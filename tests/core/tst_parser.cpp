@@ -4,6 +4,8 @@
 
 #include <QtTest>
 
+#include <ctime>
+
 // Rendering by hint: each row sets the hint on a plain object, then renders.
 class tst_Parser : public QObject
 {
@@ -12,7 +14,7 @@ class tst_Parser : public QObject
 private Q_SLOTS:
     void initTestCase()
     {
-        qputenv("LC_ALL", "C"); // the fixed date form
+        QLocale::setDefault(QLocale::c()); // the fixed date form
         m_fixture = std::make_unique<FixtureDatabase>();
         m_fixture->addStandardObjects();
         FixtureDatabase::Object o;
@@ -20,6 +22,11 @@ private Q_SLOTS:
         o.mib = QStringLiteral("TEST-MIB");
         o.name = QStringLiteral("probe");
         m_fixture->addObject(o);
+        o.oid = QStringLiteral("1.3.6.1.4.1.98");
+        o.typeS = QStringLiteral("TIMETICKS");
+        o.enumName = QStringLiteral("tickSet");
+        m_fixture->addObject(o);
+        m_fixture->addEnum(QStringLiteral("tickSet"), 100, QStringLiteral("hundred"));
         m_fixture->activate();
     }
     void cleanupTestCase() { m_fixture.reset(); }
@@ -57,8 +64,10 @@ private Q_SLOTS:
         QTest::newRow("services 127") << "SERVICES" << "" << "127" << ""
                                       << "physical, data link, network, transport, session, presentaion, applications";
         QTest::newRow("services high bits ignored") << "SERVICES" << "" << "128" << "" << "";
-        QTest::newRow("inet from value") << "INETADDRESS" << "" << QString::fromLatin1("\x0a\x00\x00\x01\x05", 5) << ""
-                                         << "10.0.0.1";
+        QTest::newRow("inet from four octets, not the hex") << "INETADDRESS" << "" << QString::fromLatin1("\x0a\x00\x00\x01", 4)
+                                                            << "C0A80001" << "10.0.0.1";
+        QTest::newRow("inet from value, rest ignored") << "INETADDRESS" << "" << QString::fromLatin1("\x0a\x00\x00\x01\x05", 5)
+                                                       << "" << "10.0.0.1";
         QTest::newRow("inet from hex") << "CISCONETWORKADDRESS" << "" << "ab" << "C0A80001" << "192.168.0.1";
         QTest::newRow("inet too short") << "INETADDRESS" << "" << "abc" << "616263" << "";
         QTest::newRow("address list") << "IPADDRESSLIST" << "" << QString::fromLatin1("\x0a\x00\x00\x01\x0a\x00\x00\x02", 8)
@@ -81,6 +90,8 @@ private Q_SLOTS:
         QTest::newRow("plain with units") << "" << "seconds" << "30" << "" << "30 seconds";
         QTest::newRow("units before comma") << "" << "octets, see note" << "30" << "" << "30 octets";
         QTest::newRow("plain without units") << "" << "" << "30" << "" << "30";
+        QTest::newRow("services beyond 16 bits") << "SERVICES" << "" << "70000" << "" << "Overflow";
+        QTest::newRow("timespan beyond 32 bits") << "TIMESPAN" << "" << "1e13" << "" << "Overflow";
     }
     void render()
     {
@@ -93,7 +104,12 @@ private Q_SLOTS:
         record.setParse(hint);
         record.setUnits(units);
         QString hexIn = hex;
-        QTEST(record.ParseValue(value, hexIn), "expected");
+        try {
+            QTEST(record.ParseValue(value, hexIn), "expected");
+        } catch (const QXMibError &e) {
+            QCOMPARE(e.number(), int(QXMibError::Overflow));
+            QTEST(e.description(), "expected");
+        }
         // Only the rate-set rendering consumes the caller's hex text.
         QCOMPARE(hexIn, hint.toUpper() == QLatin1String("WIRELESSRATESET") ? QString() : hex);
     }
@@ -110,6 +126,7 @@ private Q_SLOTS:
         QTest::newRow("enumerated") << "1.3.6.1.2.1.2.2.1.7.1" << "2" << "" << "down(2)";
         QTest::newRow("enumerated, rounded") << "1.3.6.1.2.1.2.2.1.7.1" << "2.5" << "" << "down(2)";
         QTest::newRow("enumerated unknown") << "1.3.6.1.2.1.2.2.1.7.1" << "9" << "" << "unknown(9)";
+        QTest::newRow("enumerated time ticks") << "1.3.6.1.4.1.98.0" << "100" << "" << "hundred(100)";
         QTest::newRow("hinted services") << "1.3.6.1.2.1.1.7.0" << "76" << "" << "network, transport, applications";
     }
     void byTypeAndEnumeration()
@@ -122,40 +139,34 @@ private Q_SLOTS:
         QTEST(record.ParseValue(value, hex), "expected");
     }
 
-    void enumeratedTimeTicksUsesEnumeration()
+    // The locale's short date and long time; the value has no zone, so none is shown.
+    void dateAndTimeInLocales_data()
     {
-        m_fixture->addEnum(QStringLiteral("tickSet"), 100, QStringLiteral("hundred"));
-        FixtureDatabase::Object o;
-        o.oid = QStringLiteral("1.3.6.1.4.1.98");
-        o.name = QStringLiteral("ticks");
-        o.typeS = QStringLiteral("TIMETICKS");
-        o.enumName = QStringLiteral("tickSet");
-        m_fixture->addObject(o);
-        QXMibOID record;
-        record.setOID(QStringLiteral("1.3.6.1.4.1.98.0"));
-        QCOMPARE(record.ParseValue(QStringLiteral("100")), QStringLiteral("hundred(100)"));
+        QTest::addColumn<QString>("locale");
+        QTest::addColumn<QByteArray>("zone");
+        QTest::addColumn<QString>("hex");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("en_US in Berlin") << "en_US" << QByteArray("Europe/Berlin") << "07D70C050A1E0000"
+                                         << "12/5/07 10:30:00 AM";
+        QTest::newRow("de_DE in New York") << "de_DE" << QByteArray("America/New_York") << "07D70C050A1E0000"
+                                           << "05.12.07 10:30:00";
+        QTest::newRow("time lost to daylight saving here") << "en_US" << QByteArray("Europe/Berlin") << "07D70319021E0000"
+                                                           << "3/25/07 2:30:00 AM";
     }
-
-    void overflowReachesTheCaller_data()
+    void dateAndTimeInLocales()
     {
-        QTest::addColumn<QString>("hint");
-        QTest::addColumn<QString>("value");
-        QTest::newRow("services beyond 16 bits") << "SERVICES" << "70000";
-        QTest::newRow("timespan beyond 32 bits") << "TIMESPAN" << "1e13";
-    }
-    void overflowReachesTheCaller()
-    {
-        QFETCH(QString, hint);
-        QFETCH(QString, value);
+        QFETCH(QString, locale);
+        QFETCH(QByteArray, zone);
+        QFETCH(QString, hex);
+        qputenv("TZ", zone);
+        tzset();
+        QLocale::setDefault(QLocale(locale));
         QXMibOID record;
         record.setOID(QStringLiteral("1.3.6.1.4.1.99"));
-        record.setParse(hint);
-        try {
-            record.ParseValue(value);
-            QFAIL("no overflow");
-        } catch (const QXMibError &e) {
-            QCOMPARE(e.number(), int(QXMibError::Overflow));
-        }
+        record.setParse(QStringLiteral("DATEANDTIME"));
+        const QString shown = record.ParseValue(QStringLiteral("x"), hex);
+        QLocale::setDefault(QLocale::c());
+        QTEST(shown, "expected");
     }
 
 private:

@@ -121,35 +121,38 @@ private Q_SLOTS:
         record.setLine(7);
         record.setKey(QStringLiteral("k"));
         record.setOID(QStringLiteral("9.9.9"));
-        QCOMPARE(record.OID(), QString());
-        QCOMPARE(record.Name(), QString());
-        QCOMPARE(record.FullName(), QString());
-        QCOMPARE(record.TypeInteger(), 0);
-        QCOMPARE(record.StatusString(), QStringLiteral("unknown"));
-        QCOMPARE(record.AccessString(), QStringLiteral("unknown"));
-        QCOMPARE(record.BaseOID(), QStringLiteral("1.3.6.1.2.1.2.2.1.2"));
-        QCOMPARE(record.ParentOID(), QStringLiteral("1.3.6.1.2.1.2.2.1"));
-        QCOMPARE(record.Index(), QStringLiteral("3"));
-        QCOMPARE(record.Calculation(), QStringLiteral("x*8"));
-        QCOMPARE(record.Line(), short(7));
-        QCOMPARE(record.Key(), QStringLiteral("k"));
+        const QStringList fields = {record.OID(), record.Name(), record.FullName(), QString::number(record.TypeInteger()),
+                                    record.StatusString(), record.AccessString(), record.BaseOID(), record.ParentOID(),
+                                    record.Index(), record.Calculation(), QString::number(record.Line()), record.Key()};
+        QCOMPARE(fields.join(u'|'), QStringLiteral("|||0|unknown|unknown|1.3.6.1.2.1.2.2.1.2|1.3.6.1.2.1.2.2.1|3|x*8|7|k"));
     }
 
-    void fieldsAndWords()
+    void longNameAndEnumList()
     {
         QXMibOID record;
         record.setOID(QStringLiteral("1.3.6.1.2.1.2.2.1.7.2"));
-        QCOMPARE(record.BaseName(), QStringLiteral("ifAdminStatus"));
-        QCOMPARE(record.TypeString(), QStringLiteral("INTEGER"));
-        QCOMPARE(record.TypeInteger(), 2);
-        QCOMPARE(record.AccessString(), QStringLiteral("read-write"));
-        QCOMPARE(record.StatusString(), QStringLiteral("mandatory"));
-        QCOMPARE(record.Enumerated(), QStringLiteral("ifAdminStatus"));
         QCOMPARE(record.LongName(), QStringLiteral("iso.org.dod.internet.mgmt.mib-2.interfaces.ifTable.ifEntry.ifAdminStatus.2"));
         QCOMPARE(record.EnumList(), QStringLiteral("#1;up(1)|#2;down(2)|#3;testing(3)"));
         record.setOID(QStringLiteral("1.3.6.1.2.1.1.5.0"));
         QCOMPARE(record.LongName(), QStringLiteral("iso.org.dod.internet.mgmt.mib-2.system.sysName.0"));
         QCOMPARE(record.EnumList(), QString());
+    }
+
+    // Both word tables, every code and the codes beside them.
+    void words()
+    {
+        QStringList seen;
+        for (int code = 0; code <= 5; ++code) {
+            FixtureDatabase::Object o;
+            o.oid = QStringLiteral("1.3.6.1.4.1.7.%1").arg(code);
+            o.status = o.access = code;
+            m_fixture->addObject(o);
+            QXMibOID record;
+            record.setOID(o.oid);
+            seen << record.StatusString() + u'/' + record.AccessString();
+        }
+        QCOMPARE(seen.join(u' '), QStringLiteral("unknown/unknown mandatory/read-only optional/read-write "
+                                                 "obsolete/write-only deprecated/not-available unknown/unknown"));
     }
 
     void enumTexts_data()
@@ -186,8 +189,10 @@ private Q_SLOTS:
         QTest::newRow("runs of capitals split in pairs") << "ifHCInOctets" << "If HC In Octets";
         QTest::newRow("one hump") << "ethernetCsmacd" << "Ethernet Csmacd";
         QTest::newRow("digits count as lower case") << "iso88023Csmacd" << "Iso88023 Csmacd";
-        QTest::newRow("all capitals") << "ABCD" << "A BC D";
-        QTest::newRow("non-ASCII capital") << "aÄb" << "A Äb";
+        QTest::newRow("all capitals") << "ABCD" << "AB CD";
+        QTest::newRow("capitals from the start") << "ISDN" << "IS DN";
+        QTest::newRow("two capitals first") << "IPv4" << "IPv4";
+        QTest::newRow("non-ASCII capital") << "aÄb" << "AÄb";
     }
     void enumWordsSplitting()
     {
@@ -216,27 +221,55 @@ private Q_SLOTS:
         QTEST(record.OIDIndex(text), "index");
     }
 
-    // A changed hint is written back at once and seen by every later user of that OID.
-    void syncWritesBack()
+    // Two modules define one OID, each row primary as an import writes it: look-ups
+    // take the first row in the database's order, and a Units or Parse let rewrites
+    // only the row that its Sync statement selects, with that row's own fields.
+    void duplicateDefinitions_data()
     {
-        {
-            QXMibOID record;
-            record.setOID(QStringLiteral("1.3.6.1.2.1.1.3"));
-            record.setParse(QStringLiteral("TIMESPAN"));
-            record.setUnits(QStringLiteral("hundredths"));
+        QTest::addColumn<QString>("first");
+        QTest::addColumn<QString>("second");
+        QTest::newRow("SNMPv2-MIB first") << "SNMPv2-MIB" << "RFC1213-MIB";
+        QTest::newRow("RFC1213-MIB first") << "RFC1213-MIB" << "SNMPv2-MIB";
+    }
+    void duplicateDefinitions()
+    {
+        QFETCH(QString, first);
+        QFETCH(QString, second);
+        const QString sysName = QStringLiteral("1.3.6.1.2.1.1.5");
+        m_fixture->db().executeScript(QStringLiteral("DELETE FROM Tree WHERE Name = 'sysName'"));
+        FixtureDatabase::Object o;
+        o.oid = sysName;
+        o.name = QStringLiteral("sysName");
+        for (const QString &mib : {first, second}) {
+            o.mib = mib;
+            o.description = mib + QStringLiteral(" text");
+            m_fixture->addObject(o);
         }
-        QXMibOID again;
-        again.setOID(QStringLiteral("1.3.6.1.2.1.1.3.0"));
-        QCOMPARE(again.Parse(), QStringLiteral("TIMESPAN"));
-        QCOMPARE(again.Units(), QStringLiteral("hundredths"));
-        const int before = Globals::database()->select(QStringLiteral("Select * From Tree")).size();
-        // With an instance suffix the full OID finds no row, so a new primary row is added.
-        again.Sync();
-        const QVariantList added = Globals::database()->select(
-            QStringLiteral("Select * From Tree Where OID = '1.3.6.1.2.1.1.3.0' AND Primary=TRUE"));
-        QCOMPARE(added.size(), 1);
-        QCOMPARE(added.first().toMap().value(QStringLiteral("Name")).toString(), QStringLiteral("sysUpTime.0"));
-        QCOMPARE(Globals::database()->select(QStringLiteral("Select * From Tree")).size(), before + 1);
+        Database *db = Globals::database();
+        const QString everything = QStringLiteral("Select * From Tree");
+        QVariantList expected = db->select(everything);
+        for (QVariant &row : expected) {
+            QVariantMap map = row.toMap();
+            if (map.value(QStringLiteral("MIB")) == first && map.value(QStringLiteral("OID")) == sysName)
+                map.insert({{QStringLiteral("Units"), QStringLiteral("octets")}, {QStringLiteral("Parse"), QStringLiteral("OCTET")}});
+            row = map;
+        }
+
+        QXMibOID record;
+        record.setOID(sysName + QStringLiteral(".0"));
+        QCOMPARE(record.FullName(), first + QStringLiteral(":sysName.0"));
+        record.setOID(sysName);
+        record.setUnits(QStringLiteral("octets"));
+        record.setParse(QStringLiteral("OCTET"));
+        QCOMPARE(db->select(everything), expected);
+        // Every later user sees the change. With an instance suffix the full OID
+        // finds no row, so Sync adds a primary one.
+        record.setOID(sysName + QStringLiteral(".0"));
+        QCOMPARE(record.Description() + u' ' + record.Units(), first + QStringLiteral(" text octets"));
+        record.Sync();
+        const QVariantList added = db->select(QStringLiteral("Select Name From Tree Where OID = '1.3.6.1.2.1.1.5.0' AND Primary=TRUE"));
+        QCOMPARE(added, QVariantList({QVariantMap({{QStringLiteral("Name"), QStringLiteral("sysName.0")}})}));
+        QCOMPARE(db->select(everything).size(), expected.size() + 1);
     }
 
     // Older files without the Calculation column still resolve and sync.

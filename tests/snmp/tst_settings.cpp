@@ -55,7 +55,9 @@ private Q_SLOTS:
         QFETCH(int, expected);
         Settings settings;
         QSignalSpy spy(&settings, &Settings::Changed);
-        QVERIFY(settings.setProperty(qPrintable(property), QVariant::fromValue(short(input))));
+        // The second time the clamped value equals the field: no write, no event.
+        for (int i = 0; i < 2; ++i)
+            QVERIFY(settings.setProperty(qPrintable(property), QVariant::fromValue(short(input))));
         QCOMPARE(settings.property(qPrintable(property)).toInt(), expected);
         QCOMPARE(stored(valueName).toString(), QString::number(expected));
         QCOMPARE(spy, QList<QVariantList>({{valueName, expected}}));
@@ -75,13 +77,7 @@ private Q_SLOTS:
         short value = 20;
         settings.letSNMPTimeout(value); // clamps to 100, the caller's variable too: a change
         QCOMPARE(value, short(100));
-        settings.setSNMPTimeout(100);
         QCOMPARE(spy.size(), 1);
-    }
-
-    void booleanStoredAsText()
-    {
-        Settings settings;
         settings.setDisableSNMPV2(true);
         QCOMPARE(stored(QStringLiteral("Disable SNMP V2")).toString(), QStringLiteral("True"));
         QCOMPARE(Settings().DisableSNMPV2(), true);

@@ -58,19 +58,6 @@ class tst_DetailsLayout : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void styles()
-    {
-        QStringList looks;
-        for (int s = L::TreeTitle; s <= L::Plain; ++s) {
-            const StyledText::Piece p = L::styled(L::Style(s), QString());
-            looks << QStringLiteral("%1 %2%3%4").arg(p.colour.name()).arg(p.size).arg(p.bold ? " bold" : "").arg(p.emphasis ? " emphasis" : "");
-        }
-        QCOMPARE(looks, QStringList({QStringLiteral("#408040 10 bold emphasis"), QStringLiteral("#4040ff 8 bold"),
-                                     QStringLiteral("#0000ff 10 bold"), QStringLiteral("#404080 10 bold"),
-                                     QStringLiteral("#008000 10 bold"), QStringLiteral("#404080 8 bold"),
-                                     QStringLiteral("#000000 8")}));
-    }
-
     void treeLayout_data()
     {
         QTest::addColumn<L::Fields>("fields");

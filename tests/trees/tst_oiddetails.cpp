@@ -2,7 +2,6 @@
 #include "trees/oiddetailsform.h"
 
 #include "core/exportengine.h"
-#include "core/objectfactory.h"
 #include "core/qxmiboid.h"
 #include "core/styledtext.h"
 #include "fixturedatabase.h"
@@ -48,19 +47,6 @@ private Q_SLOTS:
         m_fixture->activate();
     }
 
-    void publicFace()
-    {
-        std::unique_ptr<QObject> created(ObjectFactory::create(QStringLiteral("QXMIBTree.OIDDetails")));
-        auto *details = qobject_cast<OIDDetails *>(created.get());
-        QVERIFY(details);
-        auto *visible = details->findChild<QTextEdit *>(QStringLiteral("Details"));
-        auto *preload = details->findChild<QTextEdit *>(QStringLiteral("DetailsPreload"));
-        QVERIFY(visible && preload && visible->isReadOnly());
-        details->show();
-        QVERIFY(visible->isVisible() && !preload->isVisible());
-        QVERIFY(details->findChild<QAction *>(QStringLiteral("CopyPopup")));
-    }
-
     void composition_data()
     {
         QTest::addColumn<QString>("steps"); // property=value;..., applied in order
@@ -78,6 +64,7 @@ private Q_SLOTS:
         QTest::newRow("parsed cleared: raw shown again") << oid + ";ParsedValue=up(1);RawValue=1;ParsedValue="
                                                          << body + QStringLiteral("Value \t1\n\n") + tail;
         QTest::newRow("title first, then oid") << "Title=Router;" + oid << QStringLiteral("Router\n\n") + body + tail;
+        QTest::newRow("title last") << oid + ";Title=Router" << QStringLiteral("Router\n\n") + body + tail;
         QTest::newRow("unknown oid: title only") << oid + ";Title=Router;OID=7.999" << QStringLiteral("Router\n\n");
     }
 
@@ -194,21 +181,18 @@ private Q_SLOTS:
             form.resize(size);
             QTRY_COMPARE(details->geometry(), QRect(QPoint(0, 0), size));
         }
-    }
-
-    void sharedFormFromRecord()
-    {
+        // A record's ShowOIDDetails reuses one shared form, with no values.
         QXMibOID record;
         record.setOID(ifAdminStatus3);
         record.ShowOIDDetails();
-        OIDDetailsForm *form = OIDDetailsForm::shared();
-        QVERIFY(form->isVisible() && form->details()->OID() == ifAdminStatus3);
-        QVERIFY(!shownText(*form->details()).contains(QLatin1String("Value \t")));
+        OIDDetailsForm *shared = OIDDetailsForm::shared();
+        QVERIFY(shared->isVisible() && shared->details()->OID() == ifAdminStatus3);
+        QVERIFY(!shownText(*shared->details()).contains(QLatin1String("Value \t")));
 
         record.setOID(sysName0);
         record.ShowOIDDetails();
-        QVERIFY(OIDDetailsForm::shared() == form && form->details()->OID() == sysName0);
-        delete form;
+        QVERIFY(OIDDetailsForm::shared() == shared && shared->details()->OID() == sysName0);
+        delete shared;
     }
 };
 

@@ -48,6 +48,13 @@ void DatabaseBuilder::create(const QString &path)
     db.executeScript(QStringLiteral("COMMIT"));
 }
 
+void DatabaseBuilder::seal(const QString &path)
+{
+    Database db;
+    db.open(path);
+    db.executeScript(QStringLiteral("PRAGMA journal_mode=DELETE"));
+}
+
 bool DatabaseBuilder::addType(Database &db, const QString &type, const QString &root, int code)
 {
     sqlite3_stmt *stmt = nullptr;

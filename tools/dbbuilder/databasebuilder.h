@@ -12,6 +12,9 @@ class DatabaseBuilder
 public:
     // Throws QXMibError when the file already exists or cannot be written.
     static void create(const QString &path);
+    // Readies a finished database for a folder that its users cannot write: a
+    // rollback journal instead of WAL, whose shared-memory file such readers cannot create.
+    static void seal(const QString &path);
     // Adds a type unless one of that name (any case) is there; returns whether it was added.
     static bool addType(Database &db, const QString &type, const QString &root, int code);
 };
