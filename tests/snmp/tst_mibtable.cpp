@@ -91,9 +91,12 @@ QSet<QString> reference(const SnmpAgent &agent, const QString &community, const 
 QList<FakeAgent::Binding> smallTable()
 {
     QList<FakeAgent::Binding> data;
+    // Sparse: row 6 has only its status, so it is found last.
     for (int r = 1; r <= 12; ++r) {
-        data.append({kHrSWRun + QStringLiteral(".1.%1").arg(r), 2, QByteArray::number(r)});
-        data.append({kHrSWRun + QStringLiteral(".2.%1").arg(r), 4, "proc, \"" + QByteArray::number(r) + '"'});
+        if (r != 6) {
+            data.append({kHrSWRun + QStringLiteral(".1.%1").arg(r), 2, QByteArray::number(r)});
+            data.append({kHrSWRun + QStringLiteral(".2.%1").arg(r), 4, "proc, \"" + QByteArray::number(r) + '"'});
+        }
         data.append({kHrSWRun + QStringLiteral(".7.%1").arg(r), 2, "1"});
     }
     data.append({QStringLiteral("1.3.6.1.2.1.25.5.1.1.1.1"), 2, "7"}); // the next table on
@@ -237,9 +240,11 @@ private Q_SLOTS:
         if (rows >= 0)
             QCOMPARE(table->model()->tableRows(), rows);
         else
-            QVERIFY(table->model()->tableRows() > 0 && placed(*table).size() < 36);
-        if (rows == 12)
-            QCOMPARE(placed(*table).size(), 36);
+            QVERIFY(table->model()->tableRows() > 0 && placed(*table).size() < 34);
+        if (rows == 12) {
+            QCOMPARE(placed(*table).size(), 34);
+            QCOMPARE(table->Cell(6, 0), QStringLiteral("6")); // in index order at the end
+        }
         QString kinds;
         for (const int pdu : std::as_const(agent.pduTypes))
             kinds += pdu == 0xA1 ? u'n' : pdu == 0xA5 ? u'b' : u'?';
