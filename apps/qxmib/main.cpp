@@ -38,10 +38,6 @@ bool needsWidgets(int argc, char *argv[])
         }
         if (std::strncmp(argv[i], "--db=", 5) == 0)
             continue;
-        for (const char *command : {"modules", "delete"}) {
-            if (std::strcmp(argv[i], command) == 0)
-                return true;
-        }
         const Command *command = CommandRegistry::find(QString::fromLocal8Bit(argv[i]));
         return command != nullptr && command->widgets;
     }
