@@ -273,7 +273,7 @@ void MIBBrowserPrivate::valueAfterSet(int row, const VarBind &b, const QString &
     if (!took && !set->reported) {
         set->reported = true;
         const QString name = row >= 1 && row <= model->rows() ? model->row(row - 1).texts[1] : b.OID;
-        MessageSink::show(QStringLiteral("Could not change ") + name + QStringLiteral(" to \"") + set->typed
+        MessageSink::warn(QStringLiteral("Could not change ") + name + QStringLiteral(" to \"") + set->typed
                           + QStringLiteral("\"."));
     }
     if (--set->replies <= 0)

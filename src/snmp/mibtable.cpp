@@ -488,7 +488,7 @@ void MIBTablePrivate::checkSetReply(SnmpQuery *query)
         if (edit == edits.end() || edit->reported)
             return;
         edit->reported = true;
-        MessageSink::show(QStringLiteral("Could not change ") + name + QStringLiteral("\n\n") + reason);
+        MessageSink::warn(QStringLiteral("Could not change ") + name + QStringLiteral("\n\n") + reason);
     };
     if (query->RequestType() == SnmpQuery::Set) {
         if (query->ErrorNumber() != 0)

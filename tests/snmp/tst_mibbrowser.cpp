@@ -55,7 +55,11 @@ private Q_SLOTS:
         m_db.activate();
         QString error;
         QVERIFY2(m_snmpd.startSnmpd(&error), qPrintable(error));
-        MessageSink::setHandler([this](const QString &text, const QString &) { m_messages.append(text); });
+        // "(!) " marks a message shown with the exclamation icon.
+        MessageSink::setHandler([this](const QString &text, const QString &) {
+            const bool warning = MessageSink::currentIcon() == MessageSink::Icon::Exclamation;
+            m_messages.append(warning ? QStringLiteral("(!) ") + text : text);
+        });
     }
 
     void walk_data()
@@ -121,7 +125,7 @@ private Q_SLOTS:
         QTest::addColumn<QString>("shown");
         QTest::addColumn<QString>("message");
         QTest::newRow("taken") << "private" << "renamed" << "renamed" << "";
-        QTest::newRow("refused") << "public" << "other" << "renamed" << "Could not change sysName.0 to \"other\".";
+        QTest::newRow("refused") << "public" << "other" << "renamed" << "(!) Could not change sysName.0 to \"other\".";
     }
     void setAndReadBack()
     {

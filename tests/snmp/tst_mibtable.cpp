@@ -125,7 +125,11 @@ private Q_SLOTS:
                                          {{QStringLiteral("generated.snmprec"), SnmpAgent::ifTableRecording(10000)}},
                                          0, &error),
                  qPrintable(error));
-        MessageSink::setHandler([this](const QString &text, const QString &) { m_messages.append(text); });
+        // "(!) " marks a message shown with the exclamation icon.
+        MessageSink::setHandler([this](const QString &text, const QString &) {
+            const bool warning = MessageSink::currentIcon() == MessageSink::Icon::Exclamation;
+            m_messages.append(warning ? QStringLiteral("(!) ") + text : text);
+        });
         m_fake.setData(smallTable());
     }
 
@@ -317,7 +321,7 @@ private Q_SLOTS:
         QTest::newRow("picked from the list") << "fake" << "private" << "hrSWRunTable" << "3" << "notRunnable(3)" << "";
         QTest::newRow("taken by snmpd") << "snmpd" << "private" << "laTable" << "13.50" << "13.50" << "";
         QTest::newRow("refused by snmpd") << "snmpd" << "public" << "laTable" << "14.00" << "13.50"
-                                          << "Could not change laConfig.1\n\nnoAccess";
+                                          << "(!) Could not change laConfig.1\n\nnoAccess";
     }
     void edit()
     {
