@@ -242,7 +242,7 @@ void SearchMIBTreeForm::search()
     if (m_tabs->currentIndex() != 1) {
         statement = keywordStatement(m_targetKeywords->text(), m_targetMIBs->text());
         if (statement.isEmpty()) {
-            MessageSink::show(QStringLiteral("Filter is not specified."));
+            MessageSink::warn(QStringLiteral("Filter is not specified."));
             return;
         }
     } else {

@@ -268,7 +268,7 @@ bool SingleMIBTree::AddDefinition(const QString &name, const QString &OID, const
     const QString parentOid = parentOf(OID);
     MIBTreeModel::Node *parent = parentOid.isEmpty() ? nullptr : findOrCreate(parentOid);
     if (parent == nullptr) {
-        MessageSink::show(QStringLiteral("Cannot load tree for ") + name + QStringLiteral(" (") + OID + QLatin1Char(')'));
+        MessageSink::warn(QStringLiteral("Cannot load tree for ") + name + QStringLiteral(" (") + OID + QLatin1Char(')'));
         return false;
     }
     return addDefinitionRow(parent, Definition{OID, name, index, type}, QStringLiteral("F:") + OID, false, definition)

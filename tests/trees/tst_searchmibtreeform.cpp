@@ -49,7 +49,10 @@ private Q_SLOTS:
         m_fixture->addObject(counter);
         m_fixture->activate();
         m_messages.clear();
-        MessageSink::setHandler([this](const QString &text, const QString &) { m_messages.append(text); });
+        // "! " marks the exclamation icon.
+        MessageSink::setHandler([this](const QString &text, const QString &) {
+            m_messages.append((MessageSink::currentIcon() == MessageSink::Icon::Exclamation ? "! " : "") + text);
+        });
     }
 
     void cleanup() { MessageSink::setHandler({}); }
@@ -156,7 +159,7 @@ private Q_SLOTS:
         search(form, 1, QStringLiteral("TargetName"), QStringLiteral("ifA*"));
         form.findChild<QLineEdit *>(QStringLiteral("TargetMIBs"))->clear();
         search(form, 2, QStringLiteral("TargetKeywords"), QString());
-        QCOMPARE(m_messages, QStringList({QStringLiteral("Filter is not specified.")}));
+        QCOMPARE(m_messages, QStringList({QStringLiteral("! Filter is not specified.")}));
         QCOMPARE(listed(form).size(), 1);
     }
 

@@ -45,7 +45,10 @@ private Q_SLOTS:
                              QStringLiteral("TimeTicks"));
         m_fixture->activate();
         m_messages.clear();
-        MessageSink::setHandler([this](const QString &text, const QString &) { m_messages.append(text); });
+        // "! " marks the exclamation icon.
+        MessageSink::setHandler([this](const QString &text, const QString &) {
+            m_messages.append((MessageSink::currentIcon() == MessageSink::Icon::Exclamation ? "! " : "") + text);
+        });
         m_tree = std::make_unique<SingleMIBTree>();
         m_tester = std::make_unique<QAbstractItemModelTester>(m_tree->view()->model(),
                                                               QAbstractItemModelTester::FailureReportingMode::QtTest);
@@ -135,7 +138,7 @@ private Q_SLOTS:
         QCOMPARE(row(QStringLiteral("F:1.3.6.1.2.1.2.2.1.99.1"))->icon, QStringLiteral("folder-closed"));
         QVERIFY(!m_tree->AddDefinition(QStringLiteral("ifMine"), QStringLiteral("1.3.6.1.2.1.2.2.1.99"), QString(), QStringLiteral("99")));
         QVERIFY(!m_tree->AddDefinition(QStringLiteral("lost"), QStringLiteral("7.7.7"), QString(), QStringLiteral("7")));
-        QCOMPARE(m_messages, QStringList({QStringLiteral("Cannot load tree for lost (7.7.7)")}));
+        QCOMPARE(m_messages, QStringList({QStringLiteral("! Cannot load tree for lost (7.7.7)")}));
 
         m_tree->SelectOID(QStringLiteral("1.3.6.1.2.1.2.2.1.99"));
         QCOMPARE(m_tree->GetOIDbyRow(m_tree->currentRow()), QStringLiteral("1.3.6.1.2.1.2.2.1.99"));
