@@ -4,42 +4,6 @@
 
 #include <QtTest>
 
-namespace {
-
-// What a fake agent does with each request; its view is ifIndex.1 to ifIndex.20.
-FakeAgent::Answer misbehaviour(const QString &kind)
-{
-    QList<FakeAgent::Binding> view;
-    for (int i = 1; i <= 20; ++i)
-        view.append(FakeAgent::integer(QStringLiteral("1.3.6.1.2.1.2.2.1.1.%1").arg(i), i));
-    view.append(FakeAgent::octets(QStringLiteral("1.3.6.1.2.1.2.2.1.2.1"), QByteArray(65000, 'x')));
-    return [kind, view](const FakeAgent::Request &r) -> QList<QByteArray> {
-        const QByteArray right = FakeAgent::response(r, FakeAgent::lookup(view, r));
-        if (kind == QLatin1String("repeat"))
-            return {FakeAgent::response(r, {view.first()})};
-        if (kind == QLatin1String("empty"))
-            return {FakeAgent::response(r, {})};
-        if (kind == QLatin1String("wrong ids")) {
-            FakeAgent::Request other = r;
-            other.id += 7;
-            return {FakeAgent::response(other, FakeAgent::lookup(view, other)), right};
-        }
-        if (kind == QLatin1String("garbage"))
-            return {QByteArray("\x30\x03\x02\x01"), QByteArray(40, '\xff'), right.left(right.size() / 2),
-                    right.left(right.size() - 1), right};
-        if (kind == QLatin1String("truncated"))
-            return {right.left(right.size() - 3)};
-        if (kind == QLatin1String("tooBig"))
-            return {r.maxRepetitions > 4 ? FakeAgent::response(r, r.bindings, 1) : right};
-        if (kind == QLatin1String("always tooBig"))
-            return {FakeAgent::response(r, r.bindings, 1)};
-        if (kind == QLatin1String("every other"))
-            return r.number % 2 == 1 ? QList<QByteArray>{right} : QList<QByteArray>{};
-        return {right};
-    };
-}
-
-} // namespace
 
 // The qxmib command line host, run as a user runs it.
 class tst_QxmibCli : public QObject
@@ -274,39 +238,47 @@ private Q_SLOTS:
     // gets every value or ends with a message, never hangs and never prints a wrong value.
     void misbehavingAgents_data()
     {
-        QTest::addColumn<QString>("agent");
+        QTest::addColumn<int>("behaviour");
+        QTest::addColumn<int>("tooBigAbove");
         QTest::addColumn<QStringList>("args");
         QTest::addColumn<int>("status");
         QTest::addColumn<QString>("err");
         QTest::addColumn<int>("lines");
         const QStringList walk = {"walk", "-v1", "-r", "0", "AGENT", "1.3.6.1.2.1.2.2.1.1"};
         const QStringList bulk = {"bulkwalk", "-Cr10", "-r", "0", "AGENT", "1.3.6.1.2.1.2.2.1.1"};
-        QTest::newRow("same binding again") << "repeat" << walk << 1 << "OID not increasing" << 1;
-        QTest::newRow("no bindings") << "empty" << walk << 1 << "no variables in the response" << 0;
-        QTest::newRow("wrong request ids first") << "wrong ids" << walk << 0 << "" << 20;
-        QTest::newRow("garbage and truncated first") << "garbage" << bulk << 0 << "" << 20;
-        QTest::newRow("only truncated answers") << "truncated" << walk << 1 << "Timeout: No Response from" << 0;
-        QTest::newRow("tooBig backs off") << "tooBig" << bulk << 0 << "" << 20;
-        QTest::newRow("tooBig at one repetition") << "always tooBig" << bulk << 2 << "(tooBig)" << 0;
-        QTest::newRow("every other request") << "every other" << QStringList{"walk", "-r", "2", "AGENT", "1.3.6.1.2.1.2.2.1.1"}
-                                             << 0 << "" << 20;
-        QTest::newRow("65,000 octets") << "" << QStringList{"get", "AGENT", "1.3.6.1.2.1.2.2.1.2.1"} << 0 << "" << 1;
+        QTest::newRow("same binding again") << int(FakeAgent::Repeat) << 0 << walk << 1 << "OID not increasing" << 1;
+        QTest::newRow("no bindings") << int(FakeAgent::Empty) << 0 << walk << 1 << "no variables in the response" << 0;
+        QTest::newRow("wrong request ids first") << int(FakeAgent::WrongIdFirst) << 0 << walk << 0 << "" << 20;
+        QTest::newRow("garbage and cut-off copies first") << int(FakeAgent::GarbageFirst) << 0 << bulk << 0 << "" << 20;
+        QTest::newRow("only cut-off answers") << int(FakeAgent::Truncated) << 0 << walk << 1 << "Timeout: No Response from" << 0;
+        QTest::newRow("tooBig backs off") << int(FakeAgent::Normal) << 4 << bulk << 0 << "" << 20;
+        QTest::newRow("every other request") << int(FakeAgent::EveryOther) << 0
+                                             << QStringList{"walk", "-r", "2", "AGENT", "1.3.6.1.2.1.2.2.1.1"} << 0 << "" << 20;
+        QTest::newRow("65,000 octets") << int(FakeAgent::Normal) << 0 << QStringList{"get", "AGENT", "1.3.6.1.2.1.2.2.1.2.1"}
+                                       << 0 << "" << 1;
     }
     void misbehavingAgents()
     {
-        QFETCH(QString, agent);
+        QFETCH(int, behaviour);
         QFETCH(QStringList, args);
-        FakeAgent fake(misbehaviour(agent));
-        args.replaceInStrings(QStringLiteral("AGENT"), fake.target());
+        FakeAgent agent;
+        QList<FakeAgent::Binding> data = {{QStringLiteral("1.3.6.1.2.1.2.2.1.2.1"), 4, QByteArray(65000, 'x')}};
+        QStringList right = {QStringLiteral("1.3.6.1.2.1.2.2.1.2.1\tifDescr.1\t") + QString(65000, u'x')};
+        for (int i = 1; i <= 20; ++i) {
+            data.append({QStringLiteral("1.3.6.1.2.1.2.2.1.1.%1").arg(i), 2, QByteArray::number(i)});
+            right.append(QStringLiteral("1.3.6.1.2.1.2.2.1.1.%1\tifIndex.%1\t%1").arg(i));
+        }
+        agent.setData(data);
+        agent.behaviour = FakeAgent::Behaviour(behaviour);
+        QFETCH(int, tooBigAbove);
+        agent.tooBigAbove = tooBigAbove;
+        args.replaceInStrings(QStringLiteral("AGENT"), agent.target());
         const Result r = run(QStringList{QStringLiteral("--db"), m_fixture->path()} + args
                              + QStringList{QStringLiteral("-t"), QStringLiteral("0.3")});
         QFETCH(QString, err);
         QVERIFY2(r.err.contains(err) && (err.isEmpty() == r.err.isEmpty()), qPrintable(r.err));
         QTEST(r.status, "status");
         QTEST(int(r.out.count(u'\n')), "lines");
-        QStringList right = {QStringLiteral("1.3.6.1.2.1.2.2.1.2.1\tifDescr.1\t") + QString(65000, u'x')};
-        for (int i = 1; i <= 20; ++i)
-            right.append(QStringLiteral("1.3.6.1.2.1.2.2.1.1.%1\tifIndex.%1\t%1").arg(i));
         for (const QString &line : r.out.split(u'\n', Qt::SkipEmptyParts))
             QVERIFY2(right.contains(line), qPrintable(line.left(200)));
     }

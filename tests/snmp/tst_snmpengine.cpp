@@ -80,9 +80,9 @@ private:
         query->setCallback(&collector);
         m_engine->Send(query);
         if (!collector.replies.isEmpty() || m_engine->OutstandingQueries() != 1)
-            return {QString(), -999, QStringLiteral("replied inside Send"), {}, -1};
+            return {QString(), -999, QStringLiteral("replied inside Send"), {}, -1, QString()};
         if (!QTest::qWaitFor([&] { return !collector.replies.isEmpty(); }, 5000))
-            return {QString(), -998, QStringLiteral("no reply"), {}, -1};
+            return {QString(), -998, QStringLiteral("no reply"), {}, -1, QString()};
         return collector.replies.first();
     }
 

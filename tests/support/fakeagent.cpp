@@ -1,221 +1,270 @@
 #include "fakeagent.h"
 
-#include <QVector>
+#include <QStringList>
+
+#include <algorithm>
 
 namespace {
 
-QByteArray length(qsizetype n)
+struct Reader
 {
-    if (n < 128)
-        return QByteArray(1, char(n));
-    QByteArray digits;
-    for (; n > 0; n >>= 8)
-        digits.prepend(char(n & 0xff));
-    return char(0x80 | digits.size()) + digits;
-}
+    const QByteArray &bytes;
+    int pos = 0;
+    // The element at pos: its tag, content and whole encoding; pos moves past it.
+    bool next(int *tag, QByteArray *content, QByteArray *whole = nullptr)
+    {
+        const int start = pos;
+        if (pos + 2 > bytes.size())
+            return false;
+        *tag = quint8(bytes.at(pos));
+        int length = quint8(bytes.at(pos + 1));
+        pos += 2;
+        if (length & 0x80) {
+            const int n = length & 0x7f;
+            length = 0;
+            for (int i = 0; i < n && pos < bytes.size(); ++i)
+                length = (length << 8) | quint8(bytes.at(pos++));
+        }
+        if (pos + length > bytes.size())
+            return false;
+        *content = bytes.mid(pos, length);
+        pos += length;
+        if (whole != nullptr)
+            *whole = bytes.mid(start, pos - start);
+        return true;
+    }
+};
 
 QByteArray tlv(int tag, const QByteArray &content)
 {
-    return char(tag) + length(content.size()) + content;
+    QByteArray out(1, char(tag));
+    if (content.size() < 128) {
+        out += char(content.size());
+    } else {
+        out += char(0x82);
+        out += char(content.size() >> 8);
+        out += char(content.size() & 0xff);
+    }
+    return out + content;
 }
 
-QByteArray integerContent(qint64 v)
+QByteArray integer(qint64 value, bool isUnsigned = false)
 {
     QByteArray out;
-    do {
-        out.prepend(char(v & 0xff));
-        v >>= 8;
-    } while (!((v == 0 && !(out.at(0) & 0x80)) || (v == -1 && (out.at(0) & 0x80))));
+    for (int i = 7; i >= 0; --i)
+        out += char((value >> (8 * i)) & 0xff);
+    while (out.size() > 1
+           && ((out.at(0) == 0 && !(out.at(1) & 0x80)) || (!isUnsigned && out.at(0) == char(0xff) && (out.at(1) & 0x80))))
+        out.remove(0, 1);
+    if (isUnsigned && (out.at(0) & 0x80))
+        out.prepend('\0');
     return out;
 }
 
-QByteArray oidContent(const QString &oid)
+qint64 number(const QByteArray &content)
 {
-    const QStringList arcs = oid.split(u'.');
-    QByteArray out;
-    for (int i = 1; i < arcs.size(); ++i) {
-        quint64 arc = arcs.at(i).toULongLong();
-        if (i == 1)
-            arc += 40 * arcs.at(0).toULongLong();
-        QByteArray base128(1, char(arc & 0x7f));
-        for (arc >>= 7; arc > 0; arc >>= 7)
-            base128.prepend(char(0x80 | (arc & 0x7f)));
-        out += base128;
-    }
-    return out;
-}
-
-// Reads one element at *pos: its tag and content; false when the input ends early.
-bool element(const QByteArray &b, qsizetype *pos, int *tag, QByteArray *content)
-{
-    if (*pos + 2 > b.size())
-        return false;
-    *tag = quint8(b.at(*pos));
-    qsizetype len = quint8(b.at(*pos + 1));
-    qsizetype start = *pos + 2;
-    if (len & 0x80) {
-        const int n = int(len & 0x7f);
-        len = 0;
-        for (int i = 0; i < n && start < b.size(); ++i)
-            len = (len << 8) | quint8(b.at(start++));
-    }
-    if (start + len > b.size())
-        return false;
-    *content = b.mid(start, len);
-    *pos = start + len;
-    return true;
-}
-
-qint64 integerValue(const QByteArray &c)
-{
-    qint64 v = c.isEmpty() ? 0 : qint8(c.at(0));
-    for (qsizetype i = 1; i < c.size(); ++i)
-        v = (v << 8) | quint8(c.at(i));
+    qint64 v = content.isEmpty() || !(content.at(0) & 0x80) ? 0 : -1;
+    for (const char c : content)
+        v = (v << 8) | quint8(c);
     return v;
 }
 
-QString oidText(const QByteArray &c)
+QByteArray oidBytes(const QString &oid)
+{
+    const QStringList arcs = oid.split(u'.');
+    QByteArray out;
+    auto put = [&out](quint64 arc) {
+        QByteArray part(1, char(arc & 0x7f));
+        while (arc >>= 7)
+            part.prepend(char(0x80 | (arc & 0x7f)));
+        out += part;
+    };
+    put(arcs.value(0).toULongLong() * 40 + arcs.value(1).toULongLong());
+    for (int i = 2; i < arcs.size(); ++i)
+        put(arcs.at(i).toULongLong());
+    return out;
+}
+
+QString oidText(const QByteArray &bytes)
 {
     QStringList arcs;
     quint64 arc = 0;
-    for (const char byte : c) {
-        arc = (arc << 7) | (quint8(byte) & 0x7f);
-        if (quint8(byte) & 0x80)
+    for (const char c : bytes) {
+        arc = (arc << 7) | (quint8(c) & 0x7f);
+        if (c & 0x80)
             continue;
-        if (arcs.isEmpty())
-            arcs << QString::number(qMin<quint64>(arc / 40, 2)) << QString::number(arc - 40 * qMin<quint64>(arc / 40, 2));
-        else
+        if (arcs.isEmpty()) {
+            arcs << QString::number(arc < 80 ? arc / 40 : 2) << QString::number(arc < 80 ? arc % 40 : arc - 80);
+        } else {
             arcs << QString::number(arc);
+        }
         arc = 0;
     }
     return arcs.join(u'.');
 }
 
-bool parse(const QByteArray &datagram, FakeAgent::Request *r)
+bool oidLess(const QString &a, const QString &b)
 {
-    qsizetype pos = 0;
-    int tag = 0;
-    QByteArray message, part;
-    if (!element(datagram, &pos, &tag, &message) || tag != 0x30)
-        return false;
-    pos = 0;
-    QByteArray pdu;
-    if (!element(message, &pos, &tag, &part))
-        return false;
-    r->version = int(integerValue(part));
-    if (!element(message, &pos, &tag, &r->community) || !element(message, &pos, &r->type, &pdu))
-        return false;
-    qint64 fields[3] = {};
-    pos = 0;
-    for (qint64 &field : fields) {
-        if (!element(pdu, &pos, &tag, &part))
-            return false;
-        field = integerValue(part);
+    const QStringList x = a.split(u'.');
+    const QStringList y = b.split(u'.');
+    for (int i = 0; i < x.size() && i < y.size(); ++i) {
+        if (x.at(i).toULongLong() != y.at(i).toULongLong())
+            return x.at(i).toULongLong() < y.at(i).toULongLong();
     }
-    r->id = fields[0];
-    r->nonRepeaters = int(fields[1]);
-    r->maxRepetitions = int(fields[2]);
-    QByteArray list, binding, oid, value;
-    if (!element(pdu, &pos, &tag, &list))
-        return false;
-    for (qsizetype at = 0; element(list, &at, &tag, &binding);) {
-        qsizetype inner = 0;
-        FakeAgent::Binding b;
-        if (!element(binding, &inner, &tag, &oid) || !element(binding, &inner, &b.type, &b.value))
-            return false;
-        b.oid = oidText(oid);
-        r->bindings.append(b);
-    }
-    return true;
+    return x.size() < y.size();
 }
 
-QVector<quint64> arcs(const QString &oid)
+QByteArray encode(const FakeAgent::Binding &b)
 {
-    QVector<quint64> out;
-    for (const QString &arc : oid.split(u'.'))
-        out.append(arc.toULongLong());
-    return out;
+    QByteArray value;
+    switch (b.type) {
+    case 2: value = tlv(2, integer(b.value.toLongLong())); break;
+    case 6: value = tlv(6, oidBytes(QString::fromLatin1(b.value))); break;
+    case 64: {
+        QByteArray octets;
+        for (const QByteArray &part : b.value.split('.'))
+            octets += char(part.toInt());
+        value = tlv(0x40, octets);
+        break;
+    }
+    case 65: case 66: case 67: case 70: value = tlv(b.type, integer(b.value.toLongLong(), true)); break;
+    default: value = tlv(b.type, b.value); break;
+    }
+    return tlv(0x30, tlv(6, oidBytes(b.oid)) + value);
 }
 
 } // namespace
 
-FakeAgent::FakeAgent(Answer answer)
-    : m_answer(std::move(answer))
+FakeAgent::FakeAgent()
 {
     m_socket.bind(QHostAddress::LocalHost, 0);
-    connect(&m_socket, &QUdpSocket::readyRead, this, [this] { this->answer(); });
+    connect(&m_socket, &QUdpSocket::readyRead, this, [this] { answer(); });
 }
 
-QString FakeAgent::target() const
+void FakeAgent::setData(QList<Binding> data)
 {
-    return QStringLiteral("127.0.0.1:%1").arg(m_socket.localPort());
+    std::sort(data.begin(), data.end(), [](const Binding &a, const Binding &b) { return oidLess(a.oid, b.oid); });
+    m_data = std::move(data);
 }
 
 void FakeAgent::answer()
 {
     while (m_socket.hasPendingDatagrams()) {
         QHostAddress from;
-        quint16 port = 0;
-        QByteArray datagram(int(m_socket.pendingDatagramSize()), '\0');
-        m_socket.readDatagram(datagram.data(), datagram.size(), &from, &port);
-        Request request;
-        if (!parse(datagram, &request))
-            continue;
-        request.number = ++m_count;
-        for (const QByteArray &reply : m_answer(request))
-            m_socket.writeDatagram(reply, from, port);
+        quint16 fromPort = 0;
+        QByteArray request(int(m_socket.pendingDatagramSize()), '\0');
+        m_socket.readDatagram(request.data(), request.size(), &from, &fromPort);
+        for (const QByteArray &reply : respond(request))
+            m_socket.writeDatagram(reply, from, fromPort);
     }
 }
 
-QByteArray FakeAgent::response(const Request &r, const QList<Binding> &bindings, int errorStatus, int errorIndex)
+QList<QByteArray> FakeAgent::respond(const QByteArray &request)
 {
-    QByteArray list;
-    for (const Binding &b : bindings)
-        list += tlv(0x30, tlv(0x06, oidContent(b.oid)) + tlv(b.type, b.value));
-    const QByteArray pdu = tlv(0xA2, tlv(0x02, integerContent(r.id)) + tlv(0x02, integerContent(errorStatus))
-                                         + tlv(0x02, integerContent(errorIndex)) + tlv(0x30, list));
-    return tlv(0x30, tlv(0x02, integerContent(r.version)) + tlv(0x04, r.community) + pdu);
-}
+    int tag = 0;
+    QByteArray message, version, versionTlv, community, communityTlv, pdu, requestId, a, b, list;
+    Reader top{request};
+    if (!top.next(&tag, &message))
+        return {};
+    Reader m{message};
+    int pduTag = 0;
+    if (!m.next(&tag, &version, &versionTlv) || !m.next(&tag, &community, &communityTlv) || !m.next(&pduTag, &pdu))
+        return {};
+    Reader p{pdu};
+    QByteArray requestIdTlv;
+    if (!p.next(&tag, &requestId, &requestIdTlv) || !p.next(&tag, &a) || !p.next(&tag, &b) || !p.next(&tag, &list))
+        return {};
+    QStringList oids;
+    QList<QByteArray> values;
+    Reader l{list};
+    for (QByteArray binding; l.next(&tag, &binding);) {
+        Reader v{binding};
+        QByteArray oid, value, valueTlv;
+        int valueTag = 0;
+        v.next(&tag, &oid);
+        v.next(&valueTag, &value, &valueTlv);
+        oids << oidText(oid);
+        values << valueTlv;
+    }
+    pduTypes.append(pduTag);
+    if ((answerLimit >= 0 && pduTypes.size() > answerLimit) || (behaviour == EveryOther && pduTypes.size() % 2 == 0))
+        return {};
 
-QList<FakeAgent::Binding> FakeAgent::lookup(const QList<Binding> &view, const Request &r)
-{
-    QList<Binding> out;
-    auto after = [&view](const QString &oid) {
-        const QVector<quint64> key = arcs(oid);
-        for (const Binding &b : view) {
-            if (key < arcs(b.oid))
-                return b;
-        }
-        return Binding{oid, 0x82, {}};
+    const bool v1 = number(version) == 0;
+    int errorStatus = 0;
+    int errorIndex = 0;
+    QByteArray out;
+    auto next = [this](const QString &oid) {
+        return std::find_if(m_data.cbegin(), m_data.cend(), [&](const Binding &d) { return oidLess(oid, d.oid); });
     };
-    if (r.type == 0xA0) {
-        for (const Binding &asked : r.bindings) {
-            Binding found{asked.oid, 0x81, {}};
-            for (const Binding &b : view) {
-                if (b.oid == asked.oid)
-                    found = b;
+    auto fail = [&](int status, int index) {
+        errorStatus = status;
+        errorIndex = index;
+    };
+    for (int i = 0; i < oids.size(); ++i) {
+        const QString &oid = oids.at(i);
+        const auto exact = std::find_if(m_data.begin(), m_data.end(), [&](const Binding &d) { return d.oid == oid; });
+        if (pduTag == 0xA0) {
+            if (exact != m_data.end())
+                out += encode(*exact);
+            else if (v1)
+                fail(2, i + 1);
+            else
+                out += tlv(0x30, tlv(6, oidBytes(oid)) + tlv(0x80, {}));
+        } else if (pduTag == 0xA3) {
+            if (exact == m_data.end()) {
+                fail(v1 ? 2 : 17, i + 1);
+                continue;
             }
-            out.append(found);
+            Reader v{values.at(i)};
+            QByteArray content;
+            int valueTag = 0;
+            v.next(&valueTag, &content);
+            exact->value = valueTag == 4 ? content : QByteArray::number(number(content));
+            out += encode(*exact);
+        } else {
+            const int repetitions = pduTag == 0xA5 && i >= number(a) ? int(number(b)) : 1;
+            if (pduTag == 0xA5 && tooBigAbove > 0 && repetitions > tooBigAbove) {
+                fail(1, 0);
+                break;
+            }
+            QString from = oid;
+            for (int r = 0; r < repetitions; ++r) {
+                const auto found = next(from);
+                if (found == m_data.cend()) {
+                    if (v1)
+                        fail(2, i + 1);
+                    else
+                        out += tlv(0x30, tlv(6, oidBytes(from)) + tlv(0x82, {}));
+                    break;
+                }
+                out += encode(*found);
+                from = found->oid;
+            }
         }
-        return out;
     }
-    const int repetitions = r.type == 0xA5 ? r.maxRepetitions : 1;
-    for (const Binding &asked : r.bindings) {
-        QString oid = asked.oid;
-        for (int i = 0; i < repetitions; ++i) {
-            out.append(after(oid));
-            oid = out.last().oid;
-        }
+    if (errorStatus != 0) {
+        out.clear();
+        for (int i = 0; i < oids.size(); ++i)
+            out += tlv(0x30, tlv(6, oidBytes(oids.at(i))) + values.at(i));
+    } else if (behaviour == Repeat && !m_data.isEmpty()) {
+        out = encode(m_data.first());
+    } else if (behaviour == Empty) {
+        out.clear();
     }
-    return out;
-}
-
-FakeAgent::Binding FakeAgent::integer(const QString &oid, qint64 value, int type)
-{
-    return {oid, type, integerContent(value)};
-}
-
-FakeAgent::Binding FakeAgent::octets(const QString &oid, const QByteArray &value)
-{
-    return {oid, 4, value};
+    auto answerWith = [&](const QByteArray &idTlv) {
+        return tlv(0x30, versionTlv + communityTlv
+                             + tlv(0xA2, idTlv + tlv(2, integer(errorStatus)) + tlv(2, integer(errorIndex)) + tlv(0x30, out)));
+    };
+    const QByteArray reply = answerWith(requestIdTlv);
+    switch (behaviour) {
+    case WrongIdFirst:
+        return {answerWith(tlv(2, integer(number(requestId) + 7))), reply};
+    case GarbageFirst:
+        return {QByteArray("\x30\x03\x02\x01"), QByteArray(40, '\xff'), reply.left(reply.size() / 2), reply.chopped(1), reply};
+    case Truncated:
+        return {reply.chopped(3)};
+    default:
+        return {reply};
+    }
 }

@@ -1,55 +1,53 @@
 #pragma once
 
-#include <QByteArray>
 #include <QList>
 #include <QObject>
 #include <QString>
 #include <QUdpSocket>
 
-#include <functional>
-
-// An SNMPv1/v2c agent inside the test's own process, on 127.0.0.1, for what
-// real agents never do: each request goes to a function of the test, which
-// returns the datagrams to send back (none, one or several; right, wrong or
-// broken). It answers while the test's event loop runs.
+// An SNMP agent in the test's own process (v1 and v2c, community ignored) on
+// 127.0.0.1, answering Get, GetNext, GetBulk and Set from a list of bindings,
+// with the misbehaviours real agents are not made to show: going round in
+// circles, empty answers, tooBig for large bulk requests, falling silent,
+// answers to other requests or broken ones, answering only every other request.
 class FakeAgent : public QObject
 {
 public:
     struct Binding
     {
         QString oid;
-        int type = 5;     // BER tag: 2 INTEGER, 4 OCTET STRING, 5 NULL, 6 OID, 0x41.. application types, 0x82 endOfMibView
-        QByteArray value; // the content octets (integers: big-endian two's complement)
+        int type; // 2 INTEGER, 4 OCTET STRING, 6 OID, 64 IpAddress (dotted), 65-67 unsigned
+        QByteArray value;
     };
-    struct Request
-    {
-        int number = 0;  // 1 for the first request the agent got
-        int version = 0; // 0 for v1, 1 for v2c
-        QByteArray community;
-        int type = 0;    // 0xA0 Get, 0xA1 GetNext, 0xA3 Set, 0xA5 GetBulk
-        qint64 id = 0;
-        int nonRepeaters = 0;
-        int maxRepetitions = 0;
-        QList<Binding> bindings;
+    enum Behaviour {
+        Normal,
+        Repeat,       // every answer is the first binding
+        Empty,        // answers hold no bindings
+        WrongIdFirst, // each answer comes after one with another request id
+        GarbageFirst, // each answer comes after junk and cut-off copies of itself
+        Truncated,    // answers lose their last octets
+        EveryOther    // the second, fourth, ... request goes unanswered
     };
-    using Answer = std::function<QList<QByteArray>(const Request &)>;
 
-    explicit FakeAgent(Answer answer);
-    // "127.0.0.1:port"
-    QString target() const;
+    FakeAgent();
+    quint16 port() const { return m_socket.localPort(); }
+    QString target() const { return QStringLiteral("127.0.0.1:%1").arg(port()); }
 
-    // The response datagram to a request, with the request's id unless another is given.
-    static QByteArray response(const Request &request, const QList<Binding> &bindings, int errorStatus = 0,
-                               int errorIndex = 0);
-    // What an agent holding view (in increasing OID order) answers a Get, GetNext or GetBulk.
-    static QList<Binding> lookup(const QList<Binding> &view, const Request &request);
-    static Binding integer(const QString &oid, qint64 value, int type = 2);
-    static Binding octets(const QString &oid, const QByteArray &value);
+    void setData(QList<Binding> data);
+    const QList<Binding> &data() const { return m_data; }
+
+    Behaviour behaviour = Normal;
+    // GetBulk with more repetitions than this is answered tooBig (0: never).
+    int tooBigAbove = 0;
+    // After this many requests it answers no more (negative: never falls silent).
+    int answerLimit = -1;
+    // The PDU tag of every request, in order (0xA0 Get, 0xA1 GetNext, 0xA3 Set, 0xA5 GetBulk).
+    QList<int> pduTypes;
 
 private:
     void answer();
+    QList<QByteArray> respond(const QByteArray &request);
 
     QUdpSocket m_socket;
-    Answer m_answer;
-    int m_count = 0;
+    QList<Binding> m_data;
 };
