@@ -12,6 +12,8 @@
 
 #include <unistd.h>
 
+#include <cmath>
+
 Q_LOGGING_CATEGORY(lcCore, "qxmib.core", QtWarningMsg)
 
 namespace {
@@ -182,8 +184,9 @@ void DatabasePrivate::bindValue(sqlite3_stmt *stmt, int position, const QVariant
     case QMetaType::Double:
     case QMetaType::Float: {
         const double d = value.toDouble();
-        // Whole numbers stay integers, as Jet's numeric columns would keep them.
-        if (d == double(qint64(d)))
+        // Whole numbers stay integers, as Jet's numeric columns would keep them
+        // (those a 64-bit integer holds: converting any other is undefined).
+        if (d >= -9223372036854775808.0 && d < 9223372036854775808.0 && d == std::trunc(d))
             sqlite3_bind_int64(stmt, position, qint64(d));
         else
             sqlite3_bind_double(stmt, position, d);

@@ -162,7 +162,7 @@ private Q_SLOTS:
             "<ORGANIZATION>Org</ORGANIZATION><LAST-UPDATED>200006140000Z</LAST-UPDATED><EXTRA>x</EXTRA></MODULE><TREE>"
             "<testStatus><DESCRIPTION>first</DESCRIPTION><OID>internet.4.1.9</OID><SYNTAX>DisplayString</SYNTAX>"
             "<ACCESS>read-create</ACCESS><STATUS>current</STATUS><VALUE>ignored</VALUE>"
-            "<ENUMS><up>1</up><down>2 apples</down><none>x</none></ENUMS></testStatus>"
+            "<ENUMS><up>1</up><down>2 apples</down><none>x</none><huge>1e50</huge></ENUMS></testStatus>"
             "<testPlain><OID>1.3.6.1.4.1.9.2</OID><SYNTAX>NoSuchType</SYNTAX><ENUMS/></testPlain></TREE></MIBX>");
         ImportMIBX importer;
         Recorder events(&importer);
@@ -187,7 +187,7 @@ private Q_SLOTS:
         QStringList enums;
         for (const QVariant &v : m_db->db().select(QStringLiteral("Select * From Enums Where Name='testStatus' Order By Value")))
             enums << v.toMap().value(QStringLiteral("Enum")).toString() + v.toMap().value(QStringLiteral("Value")).toString();
-        QCOMPARE(enums, QStringList({"none0", "up1", "down2"}));
+        QCOMPARE(enums, QStringList({"none0", "up1", "down2", "huge1e+50"}));
     }
 
     // One object, used twice: the counters add up over both imports. Duplicates are
