@@ -36,6 +36,7 @@ DatabasePrivate::~DatabasePrivate()
 
 void DatabasePrivate::close()
 {
+    definitions.reset();
     for (CachedStatement *s : std::as_const(cache)) {
         sqlite3_finalize(s->stmt);
         delete s;

@@ -56,5 +56,6 @@ public:
 
 private:
     friend class Recordset;
+    friend class DefinitionCache;
     std::unique_ptr<DatabasePrivate> d;
 };

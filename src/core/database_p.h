@@ -1,5 +1,6 @@
 #pragma once
 
+#include "definitioncache_p.h"
 #include "jetdialect_p.h"
 
 #include <QHash>
@@ -39,4 +40,6 @@ public:
     sqlite3 *db = nullptr;
     QString path;
     QHash<QByteArray, CachedStatement *> cache;
+    // Built on the first look-up that uses it; dropped with the connection.
+    std::unique_ptr<DefinitionCache> definitions;
 };

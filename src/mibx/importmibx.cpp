@@ -1,6 +1,7 @@
 #include "importmibx.h"
 
 #include "core/database.h"
+#include "core/definitioncache_p.h"
 #include "core/globals.h"
 #include "core/objectfactory.h"
 #include "core/oidtype.h"
@@ -384,7 +385,15 @@ bool ImportMIBX::ConvertOID(const QString &oidText, QString &result)
 
 bool ImportMIBX::LookupOID(const QString &name, QString &oid)
 {
-    Recordset rs(Globals::database(), QStringLiteral("Select * From Tree Where Name=") + Globals::sq(name));
+    const QString statement = QStringLiteral("Select * From Tree Where Name=") + Globals::sq(name);
+    if (DefinitionCache *cache = DefinitionCache::answering(Globals::database(), DefinitionCache::Question::TreeRows)) {
+        const TreeDefinition *row = cache->firstRow(statement);
+        if (row == nullptr)
+            return false;
+        oid = row->oid;
+        return true;
+    }
+    Recordset rs(Globals::database(), statement);
     if (rs.eof())
         return false;
     oid = rs.text(QStringLiteral("OID"));
