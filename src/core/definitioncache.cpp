@@ -10,6 +10,7 @@
 #include <QSet>
 #include <QVarLengthArray>
 
+#include <atomic>
 #include <cstring>
 #include <new>
 #include <vector>
@@ -327,8 +328,12 @@ public:
     }
 
     void start();
+    bool walIndexMissing() const;
     void watchWalIndex();
     qint64 dataVersion();
+    // Whether another connection committed since the last call (a read: this
+    // connection joins the file's journal mode on it).
+    bool dataVersionChanged();
     void drop();
     void checkSchema();
     sqlite3_stmt *prepare(const char *sql);
@@ -413,30 +418,47 @@ void DefinitionCache::Private::start()
         handle, [](void *self) { static_cast<Private *>(self)->rolledBack = true; }, this);
     const char *file = sqlite3_db_filename(handle, "main");
     immutable = file != nullptr && sqlite3_uri_boolean(file, "immutable", 0) != 0;
-    if (file == nullptr || *file == '\0' || !databaseHeader.open(QByteArray(file), DatabaseHeaderBytes))
-        askDataVersion = true;
-    else
-        watchWalIndex();
-    if (askDataVersion)
-        lastDataVersion = dataVersion();
+    if (file != nullptr && *file != '\0')
+        databaseHeader.open(QByteArray(file), DatabaseHeaderBytes);
+    lastDataVersion = dataVersion();
+    watchWalIndex();
+}
+
+bool DefinitionCache::Private::walIndexMissing() const
+{
+    // Bytes 18 and 19 of the header are 2 in WAL mode. An immutable file is
+    // never read again by SQLite, so neither is its log.
+    return databaseHeader.isOpen() && databaseHeader.byte(18) == 2 && !immutable && !walIndexHeader.isOpen();
 }
 
 void DefinitionCache::Private::watchWalIndex()
 {
     walIndexHeader.close();
-    // Bytes 18 and 19 of the header are 2 in WAL mode. An immutable file is
-    // never read again by SQLite, so neither is its log.
-    if (immutable || databaseHeader.byte(18) != 2)
-        return;
-    const QByteArray file(sqlite3_db_filename(handle, "main"));
-    if (!walIndexHeader.open(file + "-shm", WalIndexHeaderBytes))
-        askDataVersion = true;
+    if (walIndexMissing()) {
+        // Mapped only while this connection holds the log open itself (it has
+        // read since the file turned to WAL), so no other process removes it
+        // under the mapping.
+        const QByteArray file(sqlite3_db_filename(handle, "main"));
+        walIndexHeader.open(file + "-shm", WalIndexHeaderBytes);
+    }
+    // Where nothing can be mapped, SQLite is asked on every look-up.
+    askDataVersion = !databaseHeader.isOpen() || walIndexMissing();
+}
+
+bool DefinitionCache::Private::dataVersionChanged()
+{
+    const qint64 v = dataVersion();
+    const bool changed = v != lastDataVersion;
+    lastDataVersion = v;
+    return changed;
 }
 
 qint64 DefinitionCache::Private::dataVersion()
 {
     if (dataVersionStatement == nullptr)
         dataVersionStatement = prepare("PRAGMA data_version");
+    if (dataVersionStatement == nullptr)
+        return -1;
     const int rc = sqlite3_step(dataVersionStatement);
     const qint64 v = rc == SQLITE_ROW ? sqlite3_column_int64(dataVersionStatement, 0) : -1;
     sqlite3_reset(dataVersionStatement);
@@ -844,9 +866,18 @@ DefinitionCache *DefinitionCache::of(Database *db)
     return cache.get();
 }
 
+namespace {
+std::atomic<bool> cacheEnabled{true};
+}
+
+void DefinitionCache::setEnabled(bool enabled)
+{
+    cacheEnabled = enabled;
+}
+
 DefinitionCache *DefinitionCache::answering(Database *db, Question question)
 {
-    DefinitionCache *cache = of(db);
+    DefinitionCache *cache = cacheEnabled ? of(db) : nullptr;
     if (cache == nullptr)
         return nullptr;
     cache->revalidate();
@@ -856,26 +887,23 @@ DefinitionCache *DefinitionCache::answering(Database *db, Question question)
 void DefinitionCache::revalidate()
 {
     bool stale = d->overBudget || d->rolledBack;
+    d->rolledBack = false;
     const qint64 changes = sqlite3_total_changes64(d->handle);
     if (changes != d->changes) {
         d->changes = changes;
         stale = true;
     }
-    if (d->databaseHeader.changed()) {
-        // The journal mode may have changed with it.
+    const bool headerChanged = d->databaseHeader.changed();
+    if (headerChanged || d->walIndexMissing()) {
+        // Perhaps another journal mode: join it, then watch what it writes.
+        stale = d->dataVersionChanged() || headerChanged || stale;
         d->watchWalIndex();
-        stale = true;
-    }
-    if (d->walIndexHeader.changed())
-        stale = true;
-    if (d->askDataVersion) {
-        const qint64 v = d->dataVersion();
-        if (v != d->lastDataVersion) {
-            d->lastDataVersion = v;
+    } else {
+        if (d->walIndexHeader.changed())
             stale = true;
-        }
+        if (d->askDataVersion && d->dataVersionChanged())
+            stale = true;
     }
-    d->rolledBack = false;
     if (stale)
         d->drop();
 }

@@ -76,6 +76,8 @@ public:
     bool answers(Question question);
     // The connection's cache, revalidated, when it answers the question; else null.
     static DefinitionCache *answering(Database *db, Question question);
+    // Off, every look-up runs its statement (tests compare the two).
+    static void setEnabled(bool enabled);
 
     // The first primary row whose OID is `text` or, failing that, the longest
     // prefix of it that ends before a dot (never the empty prefix). *matched is

@@ -3,6 +3,7 @@
 #include "core/database.h"
 #include "core/globals.h"
 #include "core/qxmiberror.h"
+#include "core/qxmiboid.h"
 #include "mibx/importmibx.h"
 
 #include <QFile>
@@ -203,9 +204,14 @@ private Q_SLOTS:
         ImportMIBX importer;
         Recorder events(&importer);
         QVERIFY(importer.ImportMIBXFile(first));
+        QXMibOID seen; // a record's look-ups follow each import
+        seen.setName(QStringLiteral("a2"));
+        QCOMPARE(seen.OID(), QStringLiteral("1.3.6.1.4.1.77.1"));
         m_db->db().execute(QStringLiteral("Update Tree Set Primary=FALSE Where Name='a1'"));
         QVERIFY(importer.ImportMIBXFile(first));
         QVERIFY(importer.ImportMIBXFile(second));
+        seen.setName(QStringLiteral("a1"));
+        QCOMPARE(seen.OID(), QStringLiteral("1.3.6.1.4.1.78"));
         QCOMPARE(importer.OIDCount(), 7);
         QCOMPARE(importer.Duplicates(), 4);
         QCOMPARE(importer.Errors(), 0);
