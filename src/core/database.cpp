@@ -42,6 +42,9 @@ void DatabasePrivate::close()
         delete s;
     }
     cache.clear();
+    if (db != nullptr && !journalToRestore.isEmpty())
+        restoreJournal(db, journalToRestore);
+    journalToRestore.clear();
     if (db != nullptr) {
         sqlite3_close_v2(db);
         db = nullptr;

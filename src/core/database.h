@@ -57,5 +57,6 @@ public:
 private:
     friend class Recordset;
     friend class DefinitionCache;
+    friend class DurableBatch;
     std::unique_ptr<DatabasePrivate> d;
 };

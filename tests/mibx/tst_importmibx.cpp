@@ -94,6 +94,25 @@ private Q_SLOTS:
         m_db.reset();
     }
 
+    // An import runs in WAL and gives a file in a rollback journal its mode back
+    // (readers without write access to the folder cannot read a log).
+    void journalModeOfTheFile_data()
+    {
+        QTest::addColumn<QString>("mode");
+        QTest::newRow("WAL") << "wal";
+        QTest::newRow("rollback journal") << "delete";
+    }
+    void journalModeOfTheFile()
+    {
+        QFETCH(QString, mode);
+        m_db->db().executeScript(QStringLiteral("PRAGMA journal_mode=") + mode);
+        ImportMIBX importer;
+        QVERIFY(importer.ImportMIBXFile(write(mibx("<a1><OID>1.3.6.1.4.1.77</OID></a1>"))));
+        const QVariantList journal = Globals::database()->select(QStringLiteral("PRAGMA journal_mode"));
+        QCOMPARE(journal.value(0).toMap().value(QStringLiteral("journal_mode")).toString(), mode);
+        QCOMPARE(count(QStringLiteral("Tree Where Name='a1'")), 1);
+    }
+
     // Each file is checked in order; "%1" stands for the file's path.
     void validation_data()
     {
