@@ -4,8 +4,11 @@
 
 #include "mibcompiler.h"
 
+#include "core/globals.h"
+
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 
 namespace {
 
@@ -43,12 +46,21 @@ int compile(const QStringList &args)
             "Compiles MIB modules from SMIv1/SMIv2 source files into MIB-X files, one\n"
             "MODULE.mibx per module, written to DIR (default: the current folder).\n"
             "Imported modules are found among the files given, in their folders, in the\n"
-            "folders of PATH (separated by ':') and in libsmi's configured path.\n"
+            "folders of PATH (separated by ':'), in the MIB source folder beside the\n"
+            "database (mibs/, the modules the database was built from) and in libsmi's\n"
+            "configured path. An import found nowhere is reported with its file and line.\n"
+            "Each file is compiled in a separate worker process: a file that makes libsmi\n"
+            "crash, hang or run out of memory is reported and the other files still compile.\n"
             "  --level N     report libsmi problems up to severity N (default 2, errors)\n"
             "  --types FILE  also write the textual conventions met as NAME<TAB>ROOT<TAB>CODE\n"
             "Exit status 1 when a file gave no module or had problems.\n"));
         return help && !args.isEmpty() ? 0 : 2;
     }
+
+    // The modules the database was built from, for the imports of new ones.
+    const QString sourceFolder = QFileInfo(Globals::databasePath()).absolutePath() + QStringLiteral("/mibs");
+    if (QFileInfo(sourceFolder).isDir())
+        searchPath.append(sourceFolder);
 
     MibCompiler compiler;
     compiler.setSearchPath(searchPath);

@@ -51,4 +51,4 @@ int deleteModules(const QStringList &args)
 
 } // namespace
 
-QXMIB_COMMAND("delete", "delete modules with their objects (delete MODULE...)", deleteModules)
+QXMIB_WIDGET_COMMAND("delete", "delete modules with their objects (delete MODULE...)", deleteModules)

@@ -104,7 +104,14 @@ int keepOnePrimaryPerOid()
         "         WHERE t2.OID = t1.OID AND t2.\"Primary\" <> 0"
         "         ORDER BY COALESCE(m.LastUpdated, '') DESC, t2.MIB DESC LIMIT 1)"
         " FROM Tree t1 WHERE t1.\"Primary\" <> 0 GROUP BY t1.OID)"));
-    return sqlite3_changes(db->handle());
+    int demoted = sqlite3_changes(db->handle());
+    // A plain node registered under an object with a type names one of its
+    // instances (DISMAN-EXPRESSION-MIB's sysUpTimeInstance, sysUpTime.0); the
+    // instance's value is still the object's and renders by the object's type.
+    db->executeScript(QStringLiteral(
+        "UPDATE Tree SET \"Primary\" = 0 WHERE \"Primary\" <> 0 AND COALESCE(TypeS, '') = '' AND ParentOID IN ("
+        " SELECT OID FROM Tree WHERE \"Primary\" <> 0 AND TypeI <> 0)"));
+    return demoted + sqlite3_changes(db->handle());
 }
 
 int countObjects(const QString &fileName)
@@ -120,6 +127,7 @@ int import(const QStringList &args)
     bool withTypes = true;
     bool quiet = false;
     bool primaryPerOid = false;
+    bool sync = true;
     QStringList files;
     for (const QString &a : args) {
         if (a == QLatin1String("--help") || a == QLatin1String("-h")) {
@@ -132,22 +140,29 @@ int import(const QStringList &args)
             quiet = true;
         else if (a == QLatin1String("--one-primary"))
             primaryPerOid = true;
+        else if (a == QLatin1String("--no-sync"))
+            sync = false;
         else
             files.append(a);
     }
     if (files.isEmpty()) {
         printOut(QStringLiteral(
-            "Usage: qxmib [--db PATH] import [--no-types] [--quiet] FILE...\n\n"
+            "Usage: qxmib [--db PATH] import [--no-types] [--quiet] [--one-primary] [--no-sync] FILE...\n\n"
             "Imports MIB-X files into the MIB database, one after the other. Progress lines go\n"
             "to stdout, errors to stderr, and the counters of each file follow it. The textual\n"
             "conventions a file lists under MIBX/TYPES are added to the Types table first\n"
             "unless --no-types is given. --quiet prints only errors and the counters.\n"
             "--one-primary: afterwards, where several modules define the same OID, only the\n"
-            "row of the most recently updated module stays primary (database builds).\n"
+            "row of the most recently updated module stays primary, and plain nodes naming an\n"
+            "object's instance (sysUpTimeInstance) give way to the object (database builds).\n"
+            "--no-sync: do not wait for the disk after each row; for building a new database\n"
+            "file that is thrown away if the build fails (a crash may lose rows).\n"
             "Exit status 1 when any file could not be imported or had errors.\n"));
         return args.isEmpty() ? 2 : 0;
     }
 
+    if (!sync)
+        Globals::database()->executeScript(QStringLiteral("PRAGMA synchronous=OFF"));
     const bool terminal = isatty(STDOUT_FILENO) != 0;
     ProgressBar bar(terminal && !quiet);
     bool anyFailed = false;

@@ -43,4 +43,4 @@ int modules(const QStringList &args)
 
 } // namespace
 
-QXMIB_COMMAND("modules", "list the modules with their object counts and import times", modules)
+QXMIB_WIDGET_COMMAND("modules", "list the modules with their object counts and import times", modules)

@@ -1,166 +1,70 @@
 // qxmib get / getnext / walk / bulkwalk / set: live SNMP queries through the
-// component's wrapper, one line per binding: instance OID, name, rendered value.
+// component's wrapper, with net-snmp's options, messages and exit codes (0 done,
+// 1 usage, time-out or other failure, 2 an error the agent reported). One line
+// per binding: instance OID, name, value.
 
 #include "command.h"
+#include "snmpcli.h"
 
-#include "core/qxmiberror.h"
-#include "core/qxmiboid.h"
 #include "snmp/peloruswrapper.h"
 #include "snmp/settings.h"
 #include "snmp/snmpquery.h"
 #include "snmp/snmpreply.h"
-#include "snmp/snmpsession.h"
 #include "snmp/varbindlist.h"
 
 #include <QEventLoop>
+#include <QMap>
 
-#include <memory>
+using namespace SnmpCli;
 
 namespace {
 
 enum class Mode { Get, GetNext, Walk, BulkWalk, Set };
 
-struct Options
-{
-    int version = 2;
-    QString community = QStringLiteral("public");
-    int timeout = -1;
-    int retries = -1;
-    short maxReps = 10;
-    QString target;
-    QStringList rest;
-    SnmpSession v3;
-};
-
 const char kUsage[] =
-    "Usage: qxmib [--db PATH] %1 [-v 1|2c|3] [-c COMMUNITY] [v3 options] [-t TIMEOUT_MS] [-r RETRIES]%2\n"
-    "       TARGET %3\n\n"
-    "TARGET is an address or host name, optionally with :port; IPv6 as [addr]:port.\n"
-    "v3 options: -u USER -l noAuthNoPriv|authNoPriv|authPriv -a MD5|SHA|SHA-224|SHA-256|SHA-384|SHA-512\n"
-    "            -A PASSPHRASE -x DES|AES|AES-192|AES-256 -X PASSPHRASE --context NAME --context-engine HEX\n"
-    "Time-out and retries default to the user's SNMP settings.\n";
+    "Usage: qxmib [--db PATH] %1 [OPTIONS] AGENT %2\n\n"
+    "AGENT: address or host name, optionally with :port; udp:, udp6: and [v6addr]:port as net-snmp takes them.\n"
+    "OIDs are numeric or names from the MIB database: sysDescr.0, IF-MIB::ifDescr.3.\n\n"
+    "  -v 1|2c|3        SNMP version (2c unless given)\n"
+    "  -c COMMUNITY     community for versions 1 and 2c (public)\n"
+    "  -t SECONDS       time-out per attempt, fractions allowed\n"
+    "  -r RETRIES       retries; time-out and retries default to the user's SNMP settings\n"
+    "  -u USER  -l noAuthNoPriv|authNoPriv|authPriv  -n CONTEXT  -E CONTEXT-ENGINE-ID\n"
+    "  -a MD5|SHA|SHA-224|SHA-256|SHA-384|SHA-512  -A PASSPHRASE\n"
+    "  -x DES|AES|AES-192|AES-256  -X PASSPHRASE\n"
+    "%3";
 
-bool parse(const QStringList &args, Options &o, QString *error)
-{
-    auto value = [&](int &i) -> QString {
-        if (i + 1 >= args.size()) {
-            *error = QStringLiteral("option %1 needs a value").arg(args.at(i));
-            return QString();
-        }
-        return args.at(++i);
-    };
-    for (int i = 0; i < args.size(); ++i) {
-        const QString a = args.at(i);
-        if (!a.startsWith(QLatin1Char('-')) || a == QLatin1String("-")) {
-            o.rest.append(a);
-            continue;
-        }
-        const QString v = value(i);
-        if (!error->isEmpty())
-            return false;
-        bool ok = true;
-        if (a == QLatin1String("-v")) {
-            o.version = v == QLatin1String("1") ? 1 : v == QLatin1String("2c") || v == QLatin1String("2") ? 2
-                : v == QLatin1String("3")                                                              ? 3
-                                                                                                        : 0;
-            ok = o.version != 0;
-        } else if (a == QLatin1String("-c")) {
-            o.community = v;
-        } else if (a == QLatin1String("-t")) {
-            o.timeout = v.toInt(&ok);
-        } else if (a == QLatin1String("-r")) {
-            o.retries = v.toInt(&ok);
-        } else if (a == QLatin1String("-n")) {
-            o.maxReps = v.toShort(&ok);
-        } else if (a == QLatin1String("-u")) {
-            o.v3.setUserName(v);
-        } else if (a == QLatin1String("-l")) {
-            const QString l = v.toLower();
-            o.v3.setSecurityLevel(l == QLatin1String("authpriv") ? 3 : l == QLatin1String("authnopriv") ? 2 : 1);
-            ok = l == QLatin1String("authpriv") || l == QLatin1String("authnopriv") || l == QLatin1String("noauthnopriv");
-        } else if (a == QLatin1String("-a")) {
-            o.v3.setAuthProtocol(v);
-        } else if (a == QLatin1String("-A")) {
-            o.v3.setAuthPassword(v);
-        } else if (a == QLatin1String("-x")) {
-            o.v3.setPrivProtocol(v);
-        } else if (a == QLatin1String("-X")) {
-            o.v3.setPrivPassword(v);
-        } else if (a == QLatin1String("--context")) {
-            o.v3.setContextName(v);
-        } else if (a == QLatin1String("--context-engine")) {
-            o.v3.setContextEngineID(v);
-        } else {
-            *error = QStringLiteral("unknown option %1").arg(a);
-            return false;
-        }
-        if (!ok) {
-            *error = QStringLiteral("bad value for %1: %2").arg(a, v);
-            return false;
-        }
-    }
-    if (o.rest.size() < 2) {
-        *error = QStringLiteral("a target and at least one OID are needed");
-        return false;
-    }
-    o.target = o.rest.takeFirst();
-    return true;
-}
-
-// Names and renders bindings through the MIB database; without one, prints the
-// OID and the value as delivered.
-class Printer
-{
-public:
-    void print(const VarBind &b)
-    {
-        QString name = b.OID;
-        QString value = b.Value;
-        if (m_useDatabase && b.Status == 0) {
-            try {
-                if (!m_oid)
-                    m_oid = std::make_unique<QXMibOID>();
-                m_oid->setOID(b.OID);
-                if (!m_oid->Name().isEmpty()) {
-                    name = m_oid->Name();
-                    QString hex = b.HexValue;
-                    value = m_oid->ParseValue(b.Value, hex);
-                }
-            } catch (const QXMibError &) {
-                m_useDatabase = false;
-            }
-        }
-        printOut(b.OID + QLatin1Char('\t') + name + QLatin1Char('\t') + value + QLatin1Char('\n'));
-    }
-
-private:
-    bool m_useDatabase = true;
-    std::unique_ptr<QXMibOID> m_oid;
-};
-
+// Numeric OID order, without splitting the texts.
 bool lessThan(const QString &a, const QString &b)
 {
-    const QStringList x = a.split(QLatin1Char('.'));
-    const QStringList y = b.split(QLatin1Char('.'));
-    for (int i = 0; i < x.size() && i < y.size(); ++i) {
-        const qulonglong p = x.at(i).toULongLong();
-        const qulonglong q = y.at(i).toULongLong();
-        if (p != q)
-            return p < q;
+    int i = 0;
+    int j = 0;
+    while (i < a.size() && j < b.size()) {
+        qulonglong x = 0;
+        qulonglong y = 0;
+        for (; i < a.size() && a.at(i) != QLatin1Char('.'); ++i)
+            x = x * 10 + qulonglong(a.at(i).unicode() - '0');
+        for (; j < b.size() && b.at(j) != QLatin1Char('.'); ++j)
+            y = y * 10 + qulonglong(b.at(j).unicode() - '0');
+        if (x != y)
+            return x < y;
+        ++i;
+        ++j;
     }
-    return x.size() < y.size();
+    return i < a.size() ? false : j < b.size();
 }
 
 bool inside(const QString &oid, const QString &root)
 {
-    return oid.startsWith(root + QLatin1Char('.'));
+    return oid.size() > root.size() && oid.startsWith(root) && oid.at(root.size()) == QLatin1Char('.');
 }
 
 class Runner : public SNMPReply
 {
 public:
-    Runner(Mode mode, Options &options)
+    Runner(Mode mode, const char *name, Options &options)
         : m_mode(mode)
+        , m_name(QLatin1String(name))
         , m_o(options)
         , m_wrapper(PelorusWrapper::instance())
     {
@@ -168,81 +72,38 @@ public:
 
     int run()
     {
-        if (m_o.timeout >= 0 || m_o.retries >= 0) {
-            Settings settings;
-            m_wrapper->setSNMPTimeout(m_o.timeout >= 0 ? m_o.timeout : settings.SNMPTimeout());
-            m_wrapper->setSNMPRetries(short(m_o.retries >= 0 ? m_o.retries : settings.SNMPRetries()));
-        } else {
-            Settings settings;
-            m_wrapper->setSNMPTimeout(settings.SNMPTimeout());
-            m_wrapper->setSNMPRetries(settings.SNMPRetries());
-        }
+        Settings settings;
+        m_wrapper->setSNMPTimeout(m_o.timeoutMs >= 0 ? m_o.timeoutMs : settings.SNMPTimeout());
+        m_wrapper->setSNMPRetries(short(m_o.retries >= 0 ? m_o.retries : settings.SNMPRetries()));
         if (m_mode == Mode::BulkWalk && m_o.version == 1) {
-            printErr(QStringLiteral("qxmib bulkwalk: GetBulk needs -v 2c or 3\n"));
-            return 2;
+            printErr(QStringLiteral("qxmib bulkwalk: Cannot send V2 PDU on V1 session\n"));
+            return 1;
         }
-        if (m_mode == Mode::Set) {
-            if (m_o.rest.size() % 3 != 0) {
-                printErr(QStringLiteral("qxmib set: give OID TYPE VALUE triples\n"));
-                return 2;
-            }
-            for (int i = 0; i < m_o.rest.size(); i += 3) {
-                const int type = typeCode(m_o.rest.at(i + 1));
-                if (type < 0) {
-                    printErr(QStringLiteral("qxmib set: unknown type %1\n").arg(m_o.rest.at(i + 1)));
-                    return 2;
-                }
-                m_wrapper->SNMPQuerySet(m_o.target, m_o.community, m_o.rest.at(i), m_o.version, this,
-                                        m_o.rest.at(i + 2), type, &m_o.v3, true, QString::number(i / 3));
-                ++m_expected;
-            }
-            return finish();
-        }
-        if (m_mode == Mode::Get || m_mode == Mode::GetNext) {
-            for (int i = 0; i < m_o.rest.size(); ++i) {
-                if (m_mode == Mode::Get)
-                    m_wrapper->SNMPQueryGet(m_o.target, m_o.community, m_o.rest.at(i), m_o.version, this, &m_o.v3,
-                                            true, QString::number(i));
-                else
-                    m_wrapper->SNMPQueryGetNext(m_o.target, m_o.community, m_o.rest.at(i), m_o.version, this,
-                                                &m_o.v3, true, QString::number(i));
-                ++m_expected;
-            }
-            return finish();
-        }
-        // Walks: one subtree after another.
-        for (const QString &root : std::as_const(m_o.rest)) {
-            m_root = root.startsWith(QLatin1Char('.')) ? root.mid(1) : root;
-            m_last = m_root;
-            m_walkEnded = false;
-            m_walked = 0;
-            step();
-            m_loop.exec();
-            if (m_failed)
+        if (m_mode == Mode::Set)
+            return set();
+        const bool walk = m_mode == Mode::Walk || m_mode == Mode::BulkWalk;
+        if (m_o.rest.isEmpty() && walk)
+            m_o.rest.append(QStringLiteral("1.3.6.1.2.1"));
+        if (m_o.rest.isEmpty())
+            return usage(QStringLiteral("Missing object name"));
+        QStringList oids;
+        for (const QString &text : std::as_const(m_o.rest)) {
+            oids.append(m_names.resolve(text));
+            if (oids.last().isEmpty()) {
+                printErr(text + QStringLiteral(": Unknown Object Identifier\n"));
                 return 1;
-            if (m_walked == 0 && m_mode != Mode::Get) {
-                // Like net-snmp's tools: a subtree with nothing under it is tried as an instance.
-                m_mode = Mode::Get;
-                m_expected = 1;
-                m_replies.clear();
-                m_wrapper->SNMPQueryGet(m_o.target, m_o.community, m_root, m_o.version, this, &m_o.v3, true,
-                                        QStringLiteral("0"));
-                const int status = finish(true);
-                m_mode = Mode::Walk;
-                if (status != 0)
-                    return status;
             }
         }
-        return 0;
+        return walk ? walkAll(oids) : getAll(oids);
     }
 
     void Reply(SnmpQuery *query) override
     {
-        if (m_mode == Mode::Walk || m_mode == Mode::BulkWalk)
+        if (m_walking)
             walkReply(query);
         else
-            m_replies.insert(query->NodeID().toInt(), {query->ErrorNumber(), query->ErrorDescription(),
-                                                       query->VarBinds()->items()});
+            m_results.insert(query->NodeID().toInt(), {query->ErrorNumber(), query->ErrorDescription(),
+                                                        query->ErrorIndex(), query->VarBinds()->items()});
         if (m_wrapper->SNMPOutstandingQueries() == 0)
             m_loop.quit();
     }
@@ -250,78 +111,186 @@ public:
 private:
     struct Result
     {
-        int error;
+        int error = 0;
         QString description;
+        int errorIndex = 0;
         QVector<VarBind> bindings;
     };
 
-    static int typeCode(const QString &name)
+    int usage(const QString &text)
     {
-        const QString t = name.toLower();
-        static const QList<QPair<QString, int>> names = {
-            {QStringLiteral("i"), 2},  {QStringLiteral("integer"), 2}, {QStringLiteral("s"), 4},
-            {QStringLiteral("string"), 4}, {QStringLiteral("o"), 6}, {QStringLiteral("oid"), 6},
-            {QStringLiteral("a"), 64}, {QStringLiteral("ipaddress"), 64}, {QStringLiteral("c"), 65},
-            {QStringLiteral("counter32"), 65}, {QStringLiteral("u"), 66}, {QStringLiteral("gauge32"), 66},
-            {QStringLiteral("t"), 67}, {QStringLiteral("timeticks"), 67}, {QStringLiteral("counter64"), 70},
-            {QStringLiteral("null"), 5}};
-        for (const auto &n : names) {
-            if (n.first == t)
-                return n.second;
-        }
-        bool ok = false;
-        const int code = name.toInt(&ok);
-        return ok ? code : -1;
+        printErr(QStringLiteral("qxmib %1: %2\n").arg(m_name, text));
+        return 1;
     }
 
-    int finish(bool quietErrors = false)
+    void wait()
     {
         if (m_wrapper->SNMPOutstandingQueries() > 0)
             m_loop.exec();
-        int status = 0;
-        for (auto it = m_replies.cbegin(); it != m_replies.cend(); ++it) {
-            if (it->error != 0) {
-                if (!quietErrors || it->error < 0)
-                    printErr(QStringLiteral("Error %1: %2\n").arg(it->error).arg(it->description));
-                status = 1;
-                continue;
-            }
-            for (const VarBind &b : it->bindings)
-                m_printer.print(b);
+    }
+
+    void print(const VarBind &b)
+    {
+        printOut(b.OID + QLatin1Char('\t') + (b.Status == 0 ? m_names.nameOf(b.OID) : b.OID) + QLatin1Char('\t')
+                 + renderedValue(b, m_names) + QLatin1Char('\n'));
+    }
+
+    // What net-snmp's tools print for a failed request; returns the exit status.
+    int report(const Result &r)
+    {
+        if (r.error > 0) {
+            const bool terse = m_mode == Mode::Get;
+            QString text = (terse ? QStringLiteral("Error in packet\nReason: ") : QStringLiteral("Error in packet.\nReason: "))
+                + r.description + QLatin1Char('\n');
+            if (r.errorIndex >= 1 && r.errorIndex <= r.bindings.size())
+                text += QStringLiteral("Failed object: ") + m_names.nameOf(r.bindings.at(r.errorIndex - 1).OID)
+                    + QLatin1Char('\n');
+            printErr(text);
+            return 2;
         }
-        m_replies.clear();
+        if (r.error == -24) {
+            const bool period = m_mode == Mode::Get || m_mode == Mode::GetNext;
+            printErr(QStringLiteral("Timeout: No Response from ") + m_o.target
+                     + (period ? QStringLiteral(".\n") : QStringLiteral("\n")));
+        } else {
+            printErr(QStringLiteral("qxmib %1: %2\n").arg(m_name, r.description));
+        }
+        return 1;
+    }
+
+    void request(int kind, const QString &oid, const QString &nodeId)
+    {
+        if (kind == SnmpQuery::GetBulk)
+            m_wrapper->SNMPQueryGetBulk(m_o.target, m_o.community, oid, m_o.version, this, m_o.maxRepetitions,
+                                        &m_o.v3, 0, true, nodeId);
+        else if (kind == SnmpQuery::GetNext)
+            m_wrapper->SNMPQueryGetNext(m_o.target, m_o.community, oid, m_o.version, this, &m_o.v3, true, nodeId);
+        else
+            m_wrapper->SNMPQueryGet(m_o.target, m_o.community, oid, m_o.version, this, &m_o.v3, true, nodeId);
+    }
+
+    int getAll(const QStringList &oids)
+    {
+        for (int i = 0; i < oids.size(); ++i)
+            request(m_mode == Mode::Get ? SnmpQuery::Get : SnmpQuery::GetNext, oids.at(i), QString::number(i));
+        wait();
+        // One failure of the agent or the way to it ends it all, as with one request.
+        for (const Result &r : std::as_const(m_results)) {
+            if (r.error < 0)
+                return report(r);
+        }
+        int status = 0;
+        for (const Result &r : std::as_const(m_results)) {
+            if (r.error > 0)
+                status = report(r);
+            else
+                for (const VarBind &b : r.bindings)
+                    print(b);
+        }
         return status;
+    }
+
+    // All triples go in one request: the agent applies them together or none.
+    int set()
+    {
+        const QStringList &rest = m_o.rest;
+        if (rest.isEmpty())
+            return usage(QStringLiteral("Missing object name"));
+        auto *query = new SnmpQuery;
+        query->setIPAddress(m_o.target);
+        query->setCommunity(m_o.community);
+        query->setNodeID(QStringLiteral("0"));
+        query->setRequestType(SnmpQuery::Set);
+        query->setCallback(this);
+        query->setSNMPVersion(m_o.version);
+        query->V3Settings()->copyFrom(&m_o.v3);
+        for (int i = 0; i < rest.size(); i += 3) {
+            const QString oid = m_names.resolve(rest.at(i));
+            QString error;
+            QVariant value;
+            int type = 0;
+            if (oid.isEmpty())
+                error = rest.at(i) + QStringLiteral(": Unknown Object Identifier");
+            else if (i + 2 >= rest.size())
+                error = rest.at(i) + (i + 1 < rest.size() ? QStringLiteral(": Needs value")
+                                                          : QStringLiteral(": Needs type and value"));
+            else
+                encodeValue(oid, rest.at(i + 1), rest.at(i + 2), m_names, &value, &type, &error);
+            if (!error.isEmpty()) {
+                delete query;
+                printErr(error + QLatin1Char('\n'));
+                return 1;
+            }
+            query->VarBinds()->Add(oid, value, type);
+        }
+        m_wrapper->SNMPQueryResponse(query);
+        wait();
+        const Result r = m_results.value(0);
+        if (r.error != 0)
+            return report(r);
+        for (const VarBind &b : r.bindings)
+            print(b);
+        return 0;
+    }
+
+    int walkAll(const QStringList &roots)
+    {
+        for (const QString &root : roots) {
+            m_root = root;
+            m_last = root;
+            m_walked = 0;
+            m_walking = true;
+            step();
+            m_loop.exec();
+            m_walking = false;
+            if (m_status != 0)
+                return m_status;
+            if (m_walked > 0)
+                continue;
+            // Like net-snmp's tools: a subtree with nothing under it is asked for as an instance.
+            m_results.clear();
+            request(SnmpQuery::Get, root, QStringLiteral("0"));
+            wait();
+            const Result r = m_results.value(0);
+            if (r.error < 0)
+                return report(r);
+            for (const VarBind &b : r.bindings) {
+                if (r.error == 0)
+                    print(b);
+            }
+        }
+        return 0;
     }
 
     void step()
     {
-        if (m_mode == Mode::BulkWalk)
-            m_wrapper->SNMPQueryGetBulk(m_o.target, m_o.community, m_last, m_o.version, this, m_o.maxReps, &m_o.v3,
-                                        0, true, m_root);
-        else
-            m_wrapper->SNMPQueryGetNext(m_o.target, m_o.community, m_last, m_o.version, this, &m_o.v3, true,
-                                        m_root);
+        request(m_mode == Mode::BulkWalk ? SnmpQuery::GetBulk : SnmpQuery::GetNext, m_last, m_root);
     }
 
     void walkReply(SnmpQuery *query)
     {
         if (query->ErrorNumber() != 0) {
             // noSuchName from a version 1 agent is its way of saying the tree has ended.
-            if (!(m_o.version == 1 && query->ErrorNumber() == 2)) {
-                printErr(QStringLiteral("Error %1: %2\n").arg(query->ErrorNumber()).arg(query->ErrorDescription()));
-                m_failed = true;
-            }
+            if (!(m_o.version == 1 && query->ErrorNumber() == 2))
+                m_status = report({query->ErrorNumber(), query->ErrorDescription(), query->ErrorIndex(),
+                                   query->VarBinds()->items()});
             return;
         }
-        for (const VarBind &b : query->VarBinds()->items()) {
+        const VarBindList *list = query->VarBinds();
+        if (list->Count() == 0) {
+            printErr(QStringLiteral("Error: no variables in the response to ") + m_last + QLatin1Char('\n'));
+            m_status = 1;
+            return;
+        }
+        for (const VarBind &b : list->items()) {
             if (b.Status != 0 || !inside(b.OID, m_root))
                 return;
             if (!lessThan(m_last, b.OID)) {
                 printErr(QStringLiteral("Error: OID not increasing: %1\n >= %2\n").arg(m_last, b.OID));
-                m_failed = true;
+                m_status = 1;
                 return;
             }
-            m_printer.print(b);
+            print(b);
             m_last = b.OID;
             ++m_walked;
         }
@@ -329,36 +298,40 @@ private:
     }
 
     Mode m_mode;
+    QString m_name;
     Options &m_o;
     PelorusWrapper *m_wrapper;
+    Names m_names;
     QEventLoop m_loop;
-    Printer m_printer;
-    QMap<int, Result> m_replies;
-    int m_expected = 0;
+    QMap<int, Result> m_results;
+    bool m_walking = false;
     QString m_root;
     QString m_last;
-    bool m_walkEnded = false;
-    bool m_failed = false;
     int m_walked = 0;
+    int m_status = 0;
 };
 
 int runMode(Mode mode, const char *name, const QStringList &args)
 {
-    const bool bulk = mode == Mode::BulkWalk;
-    if (args.isEmpty() || args.contains(QStringLiteral("--help")) || args.contains(QStringLiteral("-h"))) {
-        printOut(QString::fromLatin1(kUsage)
-                     .arg(QLatin1String(name), bulk ? QStringLiteral(" [-n MAXREPS]") : QString(),
-                          mode == Mode::Set ? QStringLiteral("OID TYPE VALUE...\nTYPE: i s o a c u t counter64 or a BER tag number")
-                                            : QStringLiteral("OID...")));
-        return args.isEmpty() ? 2 : 0;
+    const QString more = mode == Mode::Set ? QStringLiteral("TYPE: i u c C t a o s x d b n, = for the database's type, or a BER tag number\n")
+        : mode == Mode::BulkWalk         ? QStringLiteral("  -Cr<N>           repetitions per GetBulk request (10)\n")
+                                         : QString();
+    const QString usage = QString::fromLatin1(kUsage).arg(
+        QLatin1String(name), mode == Mode::Set ? QStringLiteral("OID TYPE VALUE...")
+            : mode == Mode::Walk || mode == Mode::BulkWalk ? QStringLiteral("[OID...]")
+                                                            : QStringLiteral("OID..."),
+        more);
+    if (args.contains(QStringLiteral("--help")) || args.contains(QStringLiteral("-h"))) {
+        printOut(usage);
+        return 0;
     }
     Options options;
     QString error;
-    if (!parse(args, options, &error)) {
-        printErr(QStringLiteral("qxmib %1: %2\n").arg(QLatin1String(name), error));
-        return 2;
+    if (!parseOptions(args, &options, &error)) {
+        printErr(QStringLiteral("qxmib %1: %2\n").arg(QLatin1String(name), error) + usage);
+        return 1;
     }
-    Runner runner(mode, options);
+    Runner runner(mode, name, options);
     return runner.run();
 }
 
@@ -374,4 +347,4 @@ QXMIB_COMMAND("get", "SNMP Get of OIDs from an agent", cmdGet)
 QXMIB_COMMAND("getnext", "SNMP GetNext of OIDs from an agent", cmdGetNext)
 QXMIB_COMMAND("walk", "walk subtrees of an agent with GetNext", cmdWalk)
 QXMIB_COMMAND("bulkwalk", "walk subtrees of an agent with GetBulk", cmdBulkWalk)
-QXMIB_COMMAND("set", "SNMP Set of OID TYPE VALUE triples", cmdSet)
+QXMIB_COMMAND("set", "SNMP Set of OID TYPE VALUE triples, in one request", cmdSet)

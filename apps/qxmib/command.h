@@ -14,6 +14,8 @@ struct Command
     const char *summary;
     // args: the arguments after the command's name. Returns the process exit status.
     int (*run)(const QStringList &args);
+    // Drives widgets: the host runs a widget application for it (offscreen without a display).
+    bool widgets = false;
 };
 
 class CommandRegistry
@@ -31,4 +33,9 @@ void printErr(const QString &text);
 #define QXMIB_COMMAND(Name, Summary, Function)                                                     \
     namespace {                                                                                   \
     const bool qxmibCommand_##Function = CommandRegistry::add(Command{Name, Summary, &Function});  \
+    }
+
+#define QXMIB_WIDGET_COMMAND(Name, Summary, Function)                                              \
+    namespace {                                                                                   \
+    const bool qxmibCommand_##Function = CommandRegistry::add(Command{Name, Summary, &Function, true}); \
     }

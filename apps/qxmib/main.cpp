@@ -9,6 +9,7 @@
 #include <QApplication>
 #include <QCoreApplication>
 
+#include <cstdio>
 #include <cstring>
 #include <memory>
 
@@ -37,11 +38,8 @@ bool needsWidgets(int argc, char *argv[])
         }
         if (std::strncmp(argv[i], "--db=", 5) == 0)
             continue;
-        for (const char *command : {"modules", "delete"}) {
-            if (std::strcmp(argv[i], command) == 0)
-                return true;
-        }
-        return false;
+        const Command *command = CommandRegistry::find(QString::fromLocal8Bit(argv[i]));
+        return command != nullptr && command->widgets;
     }
     return false;
 }
@@ -54,6 +52,12 @@ std::unique_ptr<QCoreApplication> makeApplication(int &argc, char *argv[])
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") && qEnvironmentVariableIsEmpty("DISPLAY")
         && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
+    // Qt's note that it picked a runtime folder itself is no news on a command line.
+    qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &context, const QString &message) {
+        if (type == QtWarningMsg && message.startsWith(QLatin1String("QStandardPaths:")))
+            return;
+        std::fprintf(stderr, "%s\n", qPrintable(qFormatLogMessage(type, context, message)));
+    });
     return std::make_unique<QApplication>(argc, argv);
 }
 

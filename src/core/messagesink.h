@@ -14,8 +14,15 @@ class QXMIBTREE_EXPORT MessageSink
 public:
     using Handler = std::function<void(const QString &text, const QString &caption)>;
 
+    enum class Icon { None, Exclamation, Critical, Information };
+
     // Shows a message with only an OK button. An empty caption means none.
-    static void show(const QString &text, const QString &caption = QString());
+    static void show(const QString &text, const QString &caption = QString(), Icon icon = Icon::None);
+    // Shorthand for a message with the exclamation icon and no caption.
+    static void warn(const QString &text) { show(text, QString(), Icon::Exclamation); }
+
+    // The icon of the message being shown now, for handlers that care; None outside show().
+    static Icon currentIcon();
 
     // Replaces the handler and returns the previous one; an empty handler restores the default.
     static Handler setHandler(Handler handler);

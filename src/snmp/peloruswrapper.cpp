@@ -88,7 +88,7 @@ VarBindList *PelorusWrapper::ResponseOIDs() const
 QString PelorusWrapper::ResponseIPAddress() const
 {
     const SnmpQuery *response = m_engine->CurrentResponse();
-    return response != nullptr ? response->IPAddress() : QString();
+    return response != nullptr ? response->ResponseAddress() : QString();
 }
 
 QString PelorusWrapper::ResponseCommunity() const

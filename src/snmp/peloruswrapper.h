@@ -52,9 +52,15 @@ public:
     Q_INVOKABLE void setSNMPTimeout(int milliseconds);
     // Write-only: the engine's default number of retries.
     Q_INVOKABLE void setSNMPRetries(short retries);
+    // 0: no error. 1..18: the error status of the agent's response (tooBig ..
+    // inconsistentName). Negative: net-snmp's library error code (-24 time-out,
+    // -35 authentication failure, -33 unknown user name, -3 unknown host, ...).
     int ResponseErrorNumber() const;
+    // net-snmp's own text for the error number.
     QString ResponseErrorDescription() const;
     VarBindList *ResponseOIDs() const;
+    // The address that answered, dotted IPv4 or IPv6 text; for a time-out the
+    // address the request went to.
     QString ResponseIPAddress() const;
     QString ResponseCommunity() const;
     // The address a host name resolves to; empty when it does not resolve.

@@ -11,21 +11,28 @@
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QHash>
+#include <QHostAddress>
+#include <QHostInfo>
 #include <QLoggingCategory>
+#include <QRegularExpression>
 #include <QSet>
 #include <QSocketNotifier>
 #include <QThread>
 #include <QTimer>
 
 #include "snmp/snmpvalues_p.h"
+#include "snmp/usmuser_p.h"
 
+#include <arpa/inet.h>
 #include <netdb.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <deque>
 #include <mutex>
+#include <vector>
 
 Q_LOGGING_CATEGORY(lcSnmp, "qxmib.snmp", QtWarningMsg)
 
@@ -35,6 +42,8 @@ constexpr int kDefaultTimeoutMs = 1000;
 constexpr int kDefaultRetries = 5;
 constexpr int kDefaultMaxRepetitions = 10;
 constexpr qint64 kGraceMs = 1000;
+
+using LibraryLock = std::lock_guard<std::recursive_mutex>;
 
 extern "C" int forwardLibraryLog(int, int, void *serverArg, void *)
 {
@@ -68,6 +77,7 @@ void initLibrary()
             snmp_register_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_LOGGING, forwardLibraryLog, nullptr);
             netsnmp_register_loghandler(NETSNMP_LOGHANDLER_CALLBACK, LOG_DEBUG);
         }
+        LibraryLock lock(Usm::libraryMutex());
         init_snmp("qxmibtree");
     });
 }
@@ -77,52 +87,81 @@ QString libraryError(int code)
     return QString::fromLocal8Bit(snmp_api_errstring(code));
 }
 
-struct Protocol
+struct Target
 {
-    const char *name;
-    const oid *arcs;
-    size_t length;
+    QString host;
+    int port = 161;
+    bool ipv6 = false;
 };
 
-const Protocol *authProtocol(const QString &name)
+// "host", "host:port", "udp:host:port", bare IPv6, "[v6addr]:port", "udp6:[v6addr]:port".
+bool parseTarget(const QString &target, Target *out)
 {
-    static const Protocol protocols[] = {
-        {"MD5", usmHMACMD5AuthProtocol, OID_LENGTH(usmHMACMD5AuthProtocol)},
-        {"SHA", usmHMACSHA1AuthProtocol, OID_LENGTH(usmHMACSHA1AuthProtocol)},
-        {"SHA1", usmHMACSHA1AuthProtocol, OID_LENGTH(usmHMACSHA1AuthProtocol)},
-        {"SHA-1", usmHMACSHA1AuthProtocol, OID_LENGTH(usmHMACSHA1AuthProtocol)},
-        {"SHA-224", usmHMAC128SHA224AuthProtocol, OID_LENGTH(usmHMAC128SHA224AuthProtocol)},
-        {"SHA-256", usmHMAC192SHA256AuthProtocol, OID_LENGTH(usmHMAC192SHA256AuthProtocol)},
-        {"SHA-384", usmHMAC256SHA384AuthProtocol, OID_LENGTH(usmHMAC256SHA384AuthProtocol)},
-        {"SHA-512", usmHMAC384SHA512AuthProtocol, OID_LENGTH(usmHMAC384SHA512AuthProtocol)},
-    };
-    for (const Protocol &p : protocols) {
-        if (name.trimmed().compare(QLatin1String(p.name), Qt::CaseInsensitive) == 0)
-            return &p;
+    QString text = target.trimmed();
+    if (text.startsWith(QLatin1String("udp6:"), Qt::CaseInsensitive)) {
+        text = text.mid(5);
+        out->ipv6 = true;
+    } else if (text.startsWith(QLatin1String("udp:"), Qt::CaseInsensitive)) {
+        text = text.mid(4);
     }
-    return nullptr;
+    QString port = QStringLiteral("161");
+    if (text.startsWith(QLatin1Char('['))) {
+        const int close = text.indexOf(QLatin1Char(']'));
+        if (close < 2)
+            return false;
+        out->host = text.mid(1, close - 1);
+        const QString rest = text.mid(close + 1);
+        if (!rest.isEmpty()) {
+            if (!rest.startsWith(QLatin1Char(':')))
+                return false;
+            port = rest.mid(1);
+        }
+        out->ipv6 = true;
+    } else if (text.count(QLatin1Char(':')) > 1) {
+        out->host = text;
+        out->ipv6 = true;
+    } else {
+        const int colon = text.indexOf(QLatin1Char(':'));
+        out->host = colon < 0 ? text : text.left(colon);
+        if (colon >= 0)
+            port = text.mid(colon + 1);
+    }
+    static const QRegularExpression v6(QStringLiteral("^[0-9A-Fa-f:.]+(%[^\\s]+)?$"));
+    if (out->ipv6 && out->host.contains(QLatin1Char(':')) && !v6.match(out->host).hasMatch())
+        return false;
+    bool ok = false;
+    out->port = port.toInt(&ok);
+    return ok && !out->host.isEmpty() && out->port >= 1 && out->port <= 65535
+        && !out->host.contains(QLatin1Char(' '));
 }
 
-const Protocol *privProtocol(const QString &name)
+bool isNumericAddress(const QString &host, bool *ipv6)
 {
-    static const Protocol protocols[] = {
-#ifndef NETSNMP_DISABLE_DES
-        {"DES", usmDESPrivProtocol, OID_LENGTH(usmDESPrivProtocol)},
-#endif
-        {"AES", usmAESPrivProtocol, OID_LENGTH(usmAESPrivProtocol)},
-        {"AES-128", usmAESPrivProtocol, OID_LENGTH(usmAESPrivProtocol)},
-#ifdef NETSNMP_DRAFT_BLUMENTHAL_AES_04
-        {"AES-192", usmAES192PrivProtocol, OID_LENGTH(usmAES192PrivProtocol)},
-        {"AES-256", usmAES256PrivProtocol, OID_LENGTH(usmAES256PrivProtocol)},
-        {"AES-192-C", usmAES192CiscoPrivProtocol, OID_LENGTH(usmAES192CiscoPrivProtocol)},
-        {"AES-256-C", usmAES256CiscoPrivProtocol, OID_LENGTH(usmAES256CiscoPrivProtocol)},
-#endif
-    };
-    for (const Protocol &p : protocols) {
-        if (name.trimmed().compare(QLatin1String(p.name), Qt::CaseInsensitive) == 0)
-            return &p;
+    const QByteArray text = host.toLatin1();
+    unsigned char buffer[sizeof(in6_addr)];
+    if (inet_pton(AF_INET, text.constData(), buffer) == 1) {
+        *ipv6 = false;
+        return true;
     }
-    return nullptr;
+    if (inet_pton(AF_INET6, text.constData(), buffer) == 1) {
+        *ipv6 = true;
+        return true;
+    }
+    return false;
+}
+
+// The sender of a received message, from the transport's address data.
+QString senderAddress(const netsnmp_pdu *pdu)
+{
+    if (pdu == nullptr || pdu->transport_data == nullptr || pdu->transport_data_length < int(sizeof(sockaddr_in)))
+        return QString();
+    const auto *address = static_cast<const sockaddr *>(pdu->transport_data);
+    char text[INET6_ADDRSTRLEN] = {};
+    if (address->sa_family == AF_INET)
+        inet_ntop(AF_INET, &reinterpret_cast<const sockaddr_in *>(address)->sin_addr, text, sizeof(text));
+    else if (address->sa_family == AF_INET6 && pdu->transport_data_length >= int(sizeof(sockaddr_in6)))
+        inet_ntop(AF_INET6, &reinterpret_cast<const sockaddr_in6 *>(address)->sin6_addr, text, sizeof(text));
+    return QString::fromLatin1(text);
 }
 
 struct Failure
@@ -133,23 +172,61 @@ struct Failure
 
 } // namespace
 
+class SnmpEnginePrivate;
+struct EngineSession;
+
+// One request that net-snmp holds: a query, or the engine id discovery of a
+// session. It is net-snmp's callback data, so it lives until net-snmp has let
+// go of the request, even when its query has ended earlier.
+struct Ticket
+{
+    // net-snmp's report handling may take callback data for its own synchronous
+    // waiting state and write into it after the callback: room for that first.
+    char libraryScratch[32] = {};
+    SnmpEnginePrivate *engine = nullptr;
+    EngineSession *session = nullptr;
+    SnmpQuery *query = nullptr;
+    netsnmp_pdu *request = nullptr; // net-snmp's while it holds the request
+    QDeadlineTimer deadline;
+    int retries = 0;
+    int resends = 0;
+    const netsnmp_pdu *report = nullptr; // the last report seen, with its message id
+    long reportMessageId = 0;
+    bool probe = false;
+    bool finished = false;
+};
+
 // One net-snmp single session, kept open for every query to the same target
-// with the same version and credentials.
+// with the same version and credentials. A new session resolves its host name
+// and, for version 3, discovers the agent's engine id before it sends the
+// queries waiting for it; none of that waits on the caller's thread.
 struct EngineSession
 {
+    char libraryScratch[32] = {}; // as in Ticket: the session's callback data
+    enum State { Resolving, Discovering, Ready, Failed, Retired };
+    State state = Resolving;
+    SnmpEnginePrivate *engine = nullptr;
+    quint64 serial = 0;
+    QByteArray key;
+    long version = SNMP_VERSION_2c;
+    QByteArray community;
+    Target target;
+    Usm::Credentials credentials;
+    QByteArray contextName;
+    QByteArray contextEngineId;
+    QString address; // the numeric address the session sends to
     void *handle = nullptr;
     int socket = -1;
     QSocketNotifier *notifier = nullptr;
-    int pending = 0;
-};
-
-struct PendingQuery
-{
-    SnmpQuery *query = nullptr;
-    EngineSession *session = nullptr;
-    // Beyond this the request has outlived all its retries; should net-snmp
-    // have dropped it without a word, it ends here as a time-out.
-    QDeadlineTimer deadline;
+    int lookupId = -1;
+    std::deque<SnmpQuery *> waiting;
+    std::vector<Ticket *> tickets;
+    Usm::User user;
+    bool closing = false;
+    // The outcome of the engine id discovery, acted on once net-snmp has returned.
+    bool discoveryEnded = false;
+    QByteArray engineId;
+    Failure failure;
 };
 
 class SnmpEnginePrivate
@@ -162,28 +239,51 @@ public:
     void cancelAll();
     void forget(SNMPReply *callback);
 
-    EngineSession *sessionFor(const SnmpQuery *query, Failure *failure);
+    EngineSession *sessionFor(SnmpQuery *query, Failure *failure);
+    void open(EngineSession *session, const QString &address, bool ipv6, const SnmpQuery *trigger);
+    void resolved(quint64 serial, const QHostInfo &info);
+    void startDiscovery(EngineSession *session, const SnmpQuery *trigger);
+    void transmit(EngineSession *session, SnmpQuery *query);
+    bool issue(EngineSession *session, Ticket *ticket, netsnmp_pdu *pdu, const SnmpQuery *settingsFrom);
     netsnmp_pdu *buildPdu(const SnmpQuery *query, Failure *failure);
-    void fail(SnmpQuery *query, int number, const QString &description);
-    void completed(int op, int requestId, netsnmp_pdu *pdu);
+
+    int requestEvent(Ticket *ticket, int op, netsnmp_session *library, netsnmp_pdu *pdu);
+    int sessionEvent(EngineSession *session, int op, netsnmp_session *library, netsnmp_pdu *pdu);
+    void endTicket(Ticket *ticket, int number, const QString &description, netsnmp_pdu *pdu);
+    void complete(SnmpQuery *query, EngineSession *session, int number, const QString &description,
+                  netsnmp_pdu *pdu);
+    void fail(SnmpQuery *query, int number, const QString &description, const QString &address = QString());
+
     void readable(EngineSession *session);
     void timedOut();
+    void settle();
+    void retire(EngineSession *session);
+    void close(EngineSession *session);
     void deliver();
     void armTimer();
-    void closeSessions();
     void release(SnmpQuery *query);
+    std::vector<EngineSession *> allSessions() const;
+    int timeoutOf(const SnmpQuery *query) const
+    {
+        return query != nullptr && query->Timeout() >= 0 ? query->Timeout() : defaultTimeout;
+    }
+    int retriesOf(const SnmpQuery *query) const
+    {
+        return query != nullptr && query->Retries() >= 0 ? query->Retries() : defaultRetries;
+    }
     void assertThread() const { Q_ASSERT(QThread::currentThread() == q->thread()); }
 
     SnmpEngine *q;
-    QHash<QByteArray, EngineSession *> sessions;
-    QHash<int, PendingQuery> pending;       // by net-snmp request id
-    std::deque<SnmpQuery *> done;           // completed, reply not yet delivered
-    QSet<SnmpQuery *> inFlight;             // pending or done
+    QHash<QByteArray, EngineSession *> sessions; // by target, version and credentials
+    std::vector<EngineSession *> retired;        // closed once net-snmp is done with them
+    std::deque<SnmpQuery *> done;                // completed, reply not yet delivered
+    QSet<SnmpQuery *> inFlight;                  // waiting, sent or done
     QTimer timeoutTimer;
     QTimer deliverTimer;
     SnmpQuery *current = nullptr;
     int defaultTimeout = kDefaultTimeoutMs;
     int defaultRetries = kDefaultRetries;
+    quint64 nextSerial = 1;
     SnmpEnginePrivate *nextOnThread = nullptr;
 };
 
@@ -193,11 +293,19 @@ namespace {
 // pointer: it must outlive every thread-local engine at thread exit.
 thread_local SnmpEnginePrivate *tlEngines = nullptr;
 
-extern "C" int engineCallback(int op, netsnmp_session *, int requestId, netsnmp_pdu *pdu, void *magic)
+// Never call out of the engine: replies are delivered after net-snmp has returned.
+extern "C" int requestCallback(int op, netsnmp_session *library, int, netsnmp_pdu *pdu, void *magic)
 {
-    // Never calls out of the engine: replies are delivered after net-snmp has returned.
-    static_cast<SnmpEnginePrivate *>(magic)->completed(op, requestId, pdu);
-    return 1;
+    auto *ticket = static_cast<Ticket *>(magic);
+    return ticket->engine->requestEvent(ticket, op, library, pdu);
+}
+
+// Messages net-snmp cannot give to a request's own callback: security
+// failures of incoming messages, strays.
+extern "C" int sessionCallback(int op, netsnmp_session *library, int, netsnmp_pdu *pdu, void *magic)
+{
+    auto *session = static_cast<EngineSession *>(magic);
+    return session->engine->sessionEvent(session, op, library, pdu);
 }
 
 } // namespace
@@ -227,6 +335,13 @@ SnmpEnginePrivate::~SnmpEnginePrivate()
     cancelAll();
 }
 
+std::vector<EngineSession *> SnmpEnginePrivate::allSessions() const
+{
+    std::vector<EngineSession *> all(sessions.cbegin(), sessions.cend());
+    all.insert(all.end(), retired.begin(), retired.end());
+    return all;
+}
+
 void SnmpEnginePrivate::send(SnmpQuery *query)
 {
     assertThread();
@@ -235,6 +350,7 @@ void SnmpEnginePrivate::send(SnmpQuery *query)
     if (inFlight.contains(query))
         throw QXMibError(QXMibError::InvalidCall, QStringLiteral("The query has been sent already"));
     query->setError(0, QString());
+    query->setResponseAddress(QString());
     inFlight.insert(query);
 
     Failure failure;
@@ -243,36 +359,17 @@ void SnmpEnginePrivate::send(SnmpQuery *query)
         fail(query, failure.number, failure.description);
         return;
     }
-    netsnmp_pdu *pdu = buildPdu(query, &failure);
-    if (pdu == nullptr) {
-        fail(query, failure.number, failure.description);
-        return;
-    }
-
-    // Time-out and retries are read from the session when a request is queued.
-    netsnmp_session *settings = snmp_sess_session(session->handle);
-    settings->timeout = long(query->Timeout() >= 0 ? query->Timeout() : defaultTimeout) * 1000L;
-    settings->retries = query->Retries() >= 0 ? query->Retries() : defaultRetries;
-    const qint64 lifetime = qint64(settings->timeout / 1000L) * (settings->retries + 1) + kGraceMs;
-
-    const int requestId = snmp_sess_async_send(session->handle, pdu, engineCallback, this);
-    if (requestId == 0) {
-        int libraryCode = 0;
-        int systemCode = 0;
-        char *text = nullptr;
-        snmp_sess_error(session->handle, &libraryCode, &systemCode, &text);
-        const QString description = QString::fromLocal8Bit(text);
-        SNMP_FREE(text);
-        snmp_free_pdu(pdu);
-        fail(query, libraryCode != 0 ? libraryCode : SNMPERR_GENERR, description);
-        return;
-    }
-    pending.insert(requestId, PendingQuery{query, session, QDeadlineTimer(lifetime, Qt::PreciseTimer)});
-    ++session->pending;
+    if (session->state == EngineSession::Ready)
+        transmit(session, query);
+    else
+        session->waiting.push_back(query);
+    settle();
     armTimer();
+    if (!done.empty())
+        deliverTimer.start();
 }
 
-EngineSession *SnmpEnginePrivate::sessionFor(const SnmpQuery *query, Failure *failure)
+EngineSession *SnmpEnginePrivate::sessionFor(SnmpQuery *query, Failure *failure)
 {
     long version = 0;
     switch (query->SNMPVersion()) {
@@ -290,143 +387,256 @@ EngineSession *SnmpEnginePrivate::sessionFor(const SnmpQuery *query, Failure *fa
         failure->description = libraryError(SNMPERR_BAD_VERSION);
         return nullptr;
     }
-    const QByteArray peer = SnmpEngine::peerName(query->IPAddress()).toUtf8();
-    if (peer.isEmpty()) {
+    Target target;
+    if (!parseTarget(query->IPAddress(), &target)) {
         failure->number = SNMPERR_BAD_ADDRESS;
         failure->description = libraryError(SNMPERR_BAD_ADDRESS) + QStringLiteral(" (") + query->IPAddress()
             + QLatin1Char(')');
         return nullptr;
     }
 
+    Usm::Credentials credentials;
     const SnmpSession *v3 = query->V3Settings();
-    // Pass phrases take part in the key only through a hash.
-    QCryptographicHash key(QCryptographicHash::Sha256);
-    key.addData(peer);
-    key.addData(QByteArray::number(int(version)));
     if (version == SNMP_VERSION_3) {
-        for (const QString &part : {v3->UserName(), QString::number(v3->SecurityLevel()), v3->AuthProtocol(),
-                                    v3->AuthPassword(), v3->PrivProtocol(), v3->PrivPassword(),
-                                    v3->ContextName(), v3->ContextEngineID()}) {
-            key.addData(QByteArray::number(part.size()));
-            key.addData(part.toUtf8());
-        }
-    } else {
-        key.addData(query->Community().toUtf8());
+        credentials = {v3->UserName(),    v3->SecurityLevel(), v3->AuthProtocol(),
+                       v3->AuthPassword(), v3->PrivProtocol(),  v3->PrivPassword()};
+        failure->number = Usm::check(credentials, &failure->description);
+        if (failure->number != SNMPERR_SUCCESS)
+            return nullptr;
     }
-    const QByteArray id = key.result();
-    if (EngineSession *existing = sessions.value(id))
+
+    // Pass phrases take part in the key only through a hash.
+    QCryptographicHash hash(QCryptographicHash::Sha256);
+    const QStringList parts = version == SNMP_VERSION_3
+        ? QStringList{v3->UserName(),     QString::number(v3->SecurityLevel()), v3->AuthProtocol(),
+                      v3->AuthPassword(), v3->PrivProtocol(),                   v3->PrivPassword(),
+                      v3->ContextName(),  v3->ContextEngineID()}
+        : QStringList{query->Community()};
+    for (const QString &part : QStringList{target.host, QString::number(target.port),
+                                           QString::number(int(target.ipv6)), QString::number(version)}
+             + parts) {
+        hash.addData(QByteArray::number(part.size()));
+        hash.addData(part.toUtf8());
+    }
+    const QByteArray key = hash.result();
+    if (EngineSession *existing = sessions.value(key))
         return existing;
 
+    auto *session = new EngineSession;
+    session->engine = this;
+    session->serial = nextSerial++;
+    session->key = key;
+    session->version = version;
+    session->target = target;
+    session->community = query->Community().toLatin1();
+    if (version == SNMP_VERSION_3) {
+        session->credentials = credentials;
+        session->contextName = v3->ContextName().toUtf8();
+        session->contextEngineId = QByteArray::fromHex(v3->ContextEngineID().toLatin1());
+    }
+    sessions.insert(key, session);
+
+    bool ipv6 = false;
+    if (isNumericAddress(target.host, &ipv6)) {
+        open(session, target.host, ipv6, query);
+    } else {
+        // Name look-ups run on Qt's resolver threads and come back through the event loop.
+        const quint64 serial = session->serial;
+        session->lookupId =
+            QHostInfo::lookupHost(target.host, q, [this, serial](const QHostInfo &info) { resolved(serial, info); });
+    }
+    return session;
+}
+
+void SnmpEnginePrivate::resolved(quint64 serial, const QHostInfo &info)
+{
+    assertThread();
+    EngineSession *session = nullptr;
+    for (EngineSession *s : std::as_const(sessions)) {
+        if (s->serial == serial)
+            session = s;
+    }
+    if (session == nullptr || session->state != EngineSession::Resolving)
+        return;
+    session->lookupId = -1;
+    QHostAddress chosen;
+    for (const QHostAddress &address : info.addresses()) {
+        const bool v6 = address.protocol() == QAbstractSocket::IPv6Protocol;
+        if (v6 == session->target.ipv6) {
+            chosen = address;
+            break;
+        }
+        if (chosen.isNull() && v6)
+            chosen = address;
+    }
+    if (info.error() != QHostInfo::NoError || chosen.isNull()) {
+        session->state = EngineSession::Failed;
+        session->failure = {SNMPERR_BAD_ADDRESS, libraryError(SNMPERR_BAD_ADDRESS) + QStringLiteral(" (")
+                                                     + session->target.host + QLatin1Char(')')};
+    } else {
+        QHostAddress plain = chosen;
+        plain.setScopeId(QString());
+        open(session, plain.toString(), chosen.protocol() == QAbstractSocket::IPv6Protocol,
+             session->waiting.empty() ? nullptr : session->waiting.front());
+    }
+    settle();
+    armTimer();
+    if (!done.empty())
+        deliverTimer.start();
+}
+
+void SnmpEnginePrivate::open(EngineSession *session, const QString &address, bool ipv6, const SnmpQuery *trigger)
+{
+    session->address = address;
+    const QByteArray peer = (ipv6 ? QStringLiteral("udp6:[%1]:%2") : QStringLiteral("udp:%1:%2"))
+                                .arg(address)
+                                .arg(session->target.port)
+                                .toLatin1();
     netsnmp_session setup;
     snmp_sess_init(&setup);
-    QByteArray peerCopy = peer;
-    setup.peername = peerCopy.data();
-    setup.version = version;
-    setup.timeout = long(query->Timeout() >= 0 ? query->Timeout() : defaultTimeout) * 1000L;
-    setup.retries = query->Retries() >= 0 ? query->Retries() : defaultRetries;
-    // Answers that net-snmp cannot match to a request's own callback (reports) come here.
-    setup.callback = engineCallback;
-    setup.callback_magic = this;
-
-    QByteArray community = query->Community().toLatin1();
+    setup.peername = const_cast<char *>(peer.constData());
+    setup.version = session->version;
+    setup.timeout = long(timeoutOf(trigger)) * 1000L;
+    setup.retries = retriesOf(trigger);
+    setup.callback = sessionCallback;
+    setup.callback_magic = session;
     QByteArray user;
-    QByteArray context;
-    QByteArray contextEngine;
-    if (version != SNMP_VERSION_3) {
-        setup.community = reinterpret_cast<u_char *>(community.data());
-        setup.community_len = size_t(community.size());
+    if (session->version != SNMP_VERSION_3) {
+        setup.community = reinterpret_cast<u_char *>(session->community.data());
+        setup.community_len = size_t(session->community.size());
     } else {
-        user = v3->UserName().toUtf8();
+        // The engine id is discovered on the event loop, never inside the open.
+        setup.flags |= SNMP_FLAGS_DONT_PROBE;
+        setup.securityModel = SNMP_SEC_MODEL_USM;
+        user = session->credentials.userName.toUtf8();
         setup.securityName = user.data();
         setup.securityNameLen = size_t(user.size());
-        const int level = v3->SecurityLevel();
+        const int level = session->credentials.level;
         setup.securityLevel = level == SnmpSession::AuthPriv ? SNMP_SEC_LEVEL_AUTHPRIV
             : level == SnmpSession::AuthNoPriv                ? SNMP_SEC_LEVEL_AUTHNOPRIV
                                                               : SNMP_SEC_LEVEL_NOAUTH;
-        if (setup.securityLevel != SNMP_SEC_LEVEL_NOAUTH) {
-            const Protocol *auth = authProtocol(v3->AuthProtocol());
-            if (auth == nullptr) {
-                failure->number = SNMPERR_UNSUPPORTED_SEC_LEVEL;
-                failure->description = QStringLiteral("Unknown authentication protocol: ") + v3->AuthProtocol();
-                return nullptr;
-            }
-            setup.securityAuthProto = snmp_duplicate_objid(auth->arcs, auth->length);
-            setup.securityAuthProtoLen = auth->length;
-            setup.securityAuthKeyLen = USM_AUTH_KU_LEN;
-            const QByteArray phrase = v3->AuthPassword().toUtf8();
-            if (generate_Ku(setup.securityAuthProto, u_int(setup.securityAuthProtoLen),
-                            reinterpret_cast<const u_char *>(phrase.constData()), size_t(phrase.size()),
-                            setup.securityAuthKey, &setup.securityAuthKeyLen)
-                != SNMPERR_SUCCESS) {
-                SNMP_FREE(setup.securityAuthProto);
-                failure->number = SNMPERR_AUTHENTICATION_FAILURE;
-                failure->description =
-                    QStringLiteral("Error generating a key from the authentication pass phrase");
-                return nullptr;
-            }
+        size_t length = 0;
+        if (const oid *auth = Usm::authProtocol(session->credentials.authProtocol, &length)) {
+            setup.securityAuthProto = const_cast<oid *>(auth);
+            setup.securityAuthProtoLen = length;
         }
-        if (setup.securityLevel == SNMP_SEC_LEVEL_AUTHPRIV) {
-            const Protocol *priv = privProtocol(v3->PrivProtocol());
-            if (priv == nullptr) {
-                SNMP_FREE(setup.securityAuthProto);
-                failure->number = SNMPERR_UNSUPPORTED_SEC_LEVEL;
-                failure->description = QStringLiteral("Unknown privacy protocol: ") + v3->PrivProtocol();
-                return nullptr;
-            }
-            setup.securityPrivProto = snmp_duplicate_objid(priv->arcs, priv->length);
-            setup.securityPrivProtoLen = priv->length;
-            setup.securityPrivKeyLen = USM_PRIV_KU_LEN;
-            const QByteArray phrase = v3->PrivPassword().toUtf8();
-            if (generate_Ku(setup.securityAuthProto, u_int(setup.securityAuthProtoLen),
-                            reinterpret_cast<const u_char *>(phrase.constData()), size_t(phrase.size()),
-                            setup.securityPrivKey, &setup.securityPrivKeyLen)
-                != SNMPERR_SUCCESS) {
-                SNMP_FREE(setup.securityAuthProto);
-                SNMP_FREE(setup.securityPrivProto);
-                failure->number = SNMPERR_AUTHENTICATION_FAILURE;
-                failure->description = QStringLiteral("Error generating a key from the privacy pass phrase");
-                return nullptr;
-            }
+        if (const oid *priv = Usm::privProtocol(session->credentials.privProtocol, &length)) {
+            setup.securityPrivProto = const_cast<oid *>(priv);
+            setup.securityPrivProtoLen = length;
         }
-        context = v3->ContextName().toUtf8();
-        if (!context.isEmpty()) {
-            setup.contextName = context.data();
-            setup.contextNameLen = size_t(context.size());
+        if (!session->contextName.isEmpty()) {
+            setup.contextName = session->contextName.data();
+            setup.contextNameLen = size_t(session->contextName.size());
         }
-        contextEngine = QByteArray::fromHex(v3->ContextEngineID().toLatin1());
-        if (!contextEngine.isEmpty()) {
-            setup.contextEngineID = reinterpret_cast<u_char *>(contextEngine.data());
-            setup.contextEngineIDLen = size_t(contextEngine.size());
+        if (!session->contextEngineId.isEmpty()) {
+            setup.contextEngineID = reinterpret_cast<u_char *>(session->contextEngineId.data());
+            setup.contextEngineIDLen = size_t(session->contextEngineId.size());
         }
     }
 
-    // Opening copies everything it needs. For version 3 it also discovers the
-    // agent's engine id, which waits for the agent once per session.
-    void *handle = snmp_sess_open(&setup);
-    SNMP_FREE(setup.securityAuthProto);
-    SNMP_FREE(setup.securityPrivProto);
-    if (handle == nullptr) {
+    {
+        LibraryLock lock(Usm::libraryMutex());
+        session->handle = snmp_sess_open(&setup);
+    }
+    if (session->handle == nullptr) {
         int libraryCode = 0;
         int systemCode = 0;
         char *text = nullptr;
         snmp_error(&setup, &libraryCode, &systemCode, &text);
-        failure->number = libraryCode != 0 ? libraryCode : SNMPERR_GENERR;
-        failure->description = QString::fromLocal8Bit(text);
+        session->state = EngineSession::Failed;
+        session->failure = {libraryCode != 0 ? libraryCode : SNMPERR_GENERR, QString::fromLocal8Bit(text)};
         SNMP_FREE(text);
-        return nullptr;
+        return;
     }
-
-    auto *session = new EngineSession;
-    session->handle = handle;
-    netsnmp_transport *transport = snmp_sess_transport(handle);
+    // Opening clears the flag; without it the first send would discover the engine
+    // id itself, waiting for the agent.
+    if (session->version == SNMP_VERSION_3)
+        snmp_sess_session(session->handle)->flags |= SNMP_FLAGS_DONT_PROBE;
+    netsnmp_transport *transport = snmp_sess_transport(session->handle);
     session->socket = transport != nullptr ? transport->sock : -1;
     if (session->socket >= 0) {
         session->notifier = new QSocketNotifier(session->socket, QSocketNotifier::Read);
-        QObject::connect(session->notifier, &QSocketNotifier::activated, q,
-                         [this, session] { readable(session); });
+        QObject::connect(session->notifier, &QSocketNotifier::activated, q, [this, session] { readable(session); });
     }
-    sessions.insert(id, session);
-    return session;
+    if (session->version == SNMP_VERSION_3)
+        startDiscovery(session, trigger);
+    else
+        session->state = EngineSession::Ready;
+}
+
+// Asks the agent for its engine id as net-snmp's tools do: an empty Get from
+// the nameless user, answered with a report that names the engine.
+void SnmpEnginePrivate::startDiscovery(EngineSession *session, const SnmpQuery *trigger)
+{
+    session->state = EngineSession::Discovering;
+    {
+        LibraryLock lock(Usm::libraryMutex());
+        Usm::ensureProbeUser();
+    }
+    netsnmp_pdu *pdu = snmp_pdu_create(SNMP_MSG_GET);
+    pdu->version = SNMP_VERSION_3;
+    pdu->securityName = strdup("");
+    pdu->securityNameLen = 0;
+    pdu->securityLevel = SNMP_SEC_LEVEL_NOAUTH;
+    pdu->securityModel = SNMP_SEC_MODEL_USM;
+    auto *ticket = new Ticket;
+    ticket->probe = true;
+    issue(session, ticket, pdu, trigger);
+}
+
+void SnmpEnginePrivate::transmit(EngineSession *session, SnmpQuery *query)
+{
+    Failure failure;
+    netsnmp_pdu *pdu = buildPdu(query, &failure);
+    if (pdu == nullptr) {
+        fail(query, failure.number, failure.description, session->address);
+        return;
+    }
+    auto *ticket = new Ticket;
+    ticket->query = query;
+    issue(session, ticket, pdu, query);
+}
+
+bool SnmpEnginePrivate::issue(EngineSession *session, Ticket *ticket, netsnmp_pdu *pdu, const SnmpQuery *settingsFrom)
+{
+    // Time-out and retries are read from the session when a request is queued.
+    netsnmp_session *settings = snmp_sess_session(session->handle);
+    const int timeout = timeoutOf(settingsFrom);
+    settings->timeout = long(timeout) * 1000L;
+    settings->retries = retriesOf(settingsFrom);
+    ticket->engine = this;
+    ticket->session = session;
+    ticket->retries = settings->retries;
+    // Beyond this the request has outlived all its retries; should net-snmp
+    // have dropped it without a word, it ends here as a time-out.
+    ticket->deadline = QDeadlineTimer(qint64(timeout) * (settings->retries + 1) + kGraceMs, Qt::PreciseTimer);
+    session->tickets.push_back(ticket);
+
+    int requestId = 0;
+    {
+        LibraryLock lock(Usm::libraryMutex());
+        session->user.install();
+        requestId = snmp_sess_async_send(session->handle, pdu, requestCallback, ticket);
+    }
+    if (requestId == 0) {
+        int libraryCode = 0;
+        int systemCode = 0;
+        char *text = nullptr;
+        snmp_sess_error(session->handle, &libraryCode, &systemCode, &text);
+        const QString description = QString::fromLocal8Bit(text);
+        SNMP_FREE(text);
+        snmp_free_pdu(pdu);
+        if (!ticket->finished) {
+            ticket->finished = true;
+            if (libraryCode == SNMPERR_SUCCESS)
+                libraryCode = SNMPERR_GENERR;
+            endTicket(ticket, libraryCode, description.isEmpty() ? libraryError(libraryCode) : description, nullptr);
+        }
+        return false;
+    }
+    if (!ticket->finished)
+        ticket->request = pdu;
+    return true;
 }
 
 netsnmp_pdu *SnmpEnginePrivate::buildPdu(const SnmpQuery *query, Failure *failure)
@@ -468,75 +678,158 @@ netsnmp_pdu *SnmpEnginePrivate::buildPdu(const SnmpQuery *query, Failure *failur
     return pdu;
 }
 
-void SnmpEnginePrivate::fail(SnmpQuery *query, int number, const QString &description)
-{
-    query->setError(number, description);
-    done.push_back(query);
-    deliverTimer.start();
-}
-
-void SnmpEnginePrivate::completed(int op, int requestId, netsnmp_pdu *pdu)
+int SnmpEnginePrivate::requestEvent(Ticket *ticket, int op, netsnmp_session *library, netsnmp_pdu *pdu)
 {
     assertThread();
-    // Retransmissions and connections are announced too; only the end of a request counts.
-    if (op == NETSNMP_CALLBACK_OP_RESEND || op == NETSNMP_CALLBACK_OP_CONNECT)
-        return;
-    const auto it = pending.find(requestId);
-    if (it == pending.end())
-        return;
-    const PendingQuery entry = it.value();
-    pending.erase(it);
-    --entry.session->pending;
-    SnmpQuery *query = entry.query;
-
-    if (op == NETSNMP_CALLBACK_OP_RECEIVED_MESSAGE && pdu != nullptr) {
-        qCDebug(lcSnmp) << "request" << requestId << "answered by PDU type" << pdu->command << "status"
-                        << pdu->errstat;
-        if (pdu->command == SNMP_MSG_REPORT) {
-            const int code = snmpv3_get_report_type(pdu);
-            query->setError(code, libraryError(code));
-        } else {
-            VarBindList *list = query->VarBinds();
-            list->Clear();
-            for (netsnmp_variable_list *v = pdu->variables; v != nullptr; v = v->next_variable) {
-                VarBind binding;
-                SnmpValues::fromVariable(v, binding);
-                list->append(binding);
-            }
-            if (pdu->errstat != SNMP_ERR_NOERROR) {
-                const int index = int(pdu->errindex);
-                query->setError(int(pdu->errstat), QString::fromLocal8Bit(snmp_errstring(int(pdu->errstat))),
-                                index);
-                if (index >= 1 && index <= list->Count())
-                    (*list)[index - 1].Status = int(pdu->errstat);
-            }
+    EngineSession *session = ticket->session;
+    qCDebug(lcSnmp) << "request event" << op << "probe" << ticket->probe << "PDU type"
+                    << (pdu != nullptr ? pdu->command : -1) << "resends" << ticket->resends;
+    if (ticket->finished || op == NETSNMP_CALLBACK_OP_CONNECT)
+        return 1;
+    if (op == NETSNMP_CALLBACK_OP_RESEND) {
+        ++ticket->resends;
+        return 1;
+    }
+    if (session->closing) {
+        ticket->finished = true;
+        return 1;
+    }
+    const bool message = op == NETSNMP_CALLBACK_OP_RECEIVED_MESSAGE || op == NETSNMP_CALLBACK_OP_SEC_ERROR;
+    if (message && pdu != nullptr && pdu->command == SNMP_MSG_REPORT) {
+        // net-snmp hands a report over twice, as a security error and as a message.
+        if (pdu == ticket->report && pdu->msgid == ticket->reportMessageId)
+            return 1;
+        ticket->report = pdu;
+        ticket->reportMessageId = pdu->msgid;
+        const int code = snmpv3_get_report_type(pdu);
+        // net-snmp answers a time window report (the agent telling its boots and
+        // time) by sending the request again while its retries last.
+        if (!ticket->probe && code == SNMPERR_NOT_IN_TIME_WINDOW && ticket->resends <= ticket->retries) {
+            ++ticket->resends;
+            return 1;
         }
-    } else if (op == NETSNMP_CALLBACK_OP_TIMED_OUT) {
-        query->setError(SNMPERR_TIMEOUT, libraryError(SNMPERR_TIMEOUT));
+        // An agent with a new engine id needs a new discovery; credentials the agent
+        // refused are not kept open for the next request.
+        if (!ticket->probe && session->state == EngineSession::Ready)
+            session->state = EngineSession::Retired;
+        ticket->finished = true;
+        endTicket(ticket, code, libraryError(code), pdu);
+        return 1;
+    }
+    if (op == NETSNMP_CALLBACK_OP_RECEIVED_MESSAGE && pdu != nullptr) {
+        ticket->finished = true;
+        endTicket(ticket, SNMPERR_SUCCESS, QString(), pdu);
+        return 1;
+    }
+    ticket->finished = true;
+    int code = SNMPERR_GENERR;
+    QString description;
+    if (op == NETSNMP_CALLBACK_OP_TIMED_OUT) {
+        code = SNMPERR_TIMEOUT;
+    } else if (op == NETSNMP_CALLBACK_OP_SEC_ERROR && library != nullptr && library->s_snmp_errno < 0) {
+        code = library->s_snmp_errno;
     } else {
         // A failed send or a refused port: the session knows what went wrong.
-        int libraryCode = 0;
         int systemCode = 0;
         char *text = nullptr;
-        snmp_sess_error(entry.session->handle, &libraryCode, &systemCode, &text);
-        const QString description = QString::fromLocal8Bit(text);
+        snmp_sess_error(session->handle, &code, &systemCode, &text);
+        description = QString::fromLocal8Bit(text);
         SNMP_FREE(text);
-        if (libraryCode == SNMPERR_SUCCESS)
-            libraryCode = op == NETSNMP_CALLBACK_OP_SEND_FAILED ? SNMPERR_BAD_SENDTO : SNMPERR_GENERR;
-        query->setError(libraryCode, description.isEmpty() ? libraryError(libraryCode) : description);
-        qCDebug(lcSnmp) << "request" << requestId << "ended by net-snmp event" << op << description;
+        if (code == SNMPERR_SUCCESS)
+            code = op == NETSNMP_CALLBACK_OP_SEND_FAILED ? SNMPERR_BAD_SENDTO : SNMPERR_GENERR;
+    }
+    endTicket(ticket, code, description.isEmpty() ? libraryError(code) : description, nullptr);
+    return 1;
+}
+
+int SnmpEnginePrivate::sessionEvent(EngineSession *session, int op, netsnmp_session *library, netsnmp_pdu *pdu)
+{
+    assertThread();
+    const int code = library != nullptr ? library->s_snmp_errno : 0;
+    qCDebug(lcSnmp) << "session event" << op << "error" << code << "command" << (pdu != nullptr ? pdu->command : -1);
+    if (session->closing || pdu == nullptr || code >= 0)
+        return 1;
+    // A message that failed its security checks here: it belongs to the request
+    // with its message id, which ends now with net-snmp's error.
+    for (Ticket *ticket : session->tickets) {
+        if (ticket->finished || ticket->request == nullptr || ticket->request->msgid != pdu->msgid)
+            continue;
+        endTicket(ticket, code, libraryError(code), nullptr);
+        break;
+    }
+    return 1;
+}
+
+// The request's outcome. net-snmp may still hold the request (a security error
+// seen before its retries ran out): the ticket stays until it lets go.
+void SnmpEnginePrivate::endTicket(Ticket *ticket, int number, const QString &description, netsnmp_pdu *pdu)
+{
+    EngineSession *session = ticket->session;
+    if (ticket->probe) {
+        ticket->probe = false;
+        session->discoveryEnded = true;
+        if (pdu != nullptr && pdu->securityEngineIDLen > 0) {
+            session->engineId = QByteArray(reinterpret_cast<const char *>(pdu->securityEngineID),
+                                           int(pdu->securityEngineIDLen));
+        } else if (number != SNMPERR_SUCCESS) {
+            session->failure = {number, description};
+        } else {
+            session->failure = {SNMPERR_INVALID_MSG, libraryError(SNMPERR_INVALID_MSG)};
+        }
+        return;
+    }
+    SnmpQuery *query = ticket->query;
+    ticket->query = nullptr;
+    if (query != nullptr)
+        complete(query, session, number, description, pdu);
+}
+
+void SnmpEnginePrivate::complete(SnmpQuery *query, EngineSession *session, int number, const QString &description,
+                                 netsnmp_pdu *pdu)
+{
+    const QString sender = senderAddress(pdu);
+    query->setResponseAddress(sender.isEmpty() ? session->address : sender);
+    if (pdu != nullptr && pdu->command != SNMP_MSG_REPORT) {
+        VarBindList *list = query->VarBinds();
+        list->Clear();
+        for (netsnmp_variable_list *v = pdu->variables; v != nullptr; v = v->next_variable) {
+            VarBind binding;
+            SnmpValues::fromVariable(v, binding);
+            list->append(binding);
+        }
+        if (pdu->errstat != SNMP_ERR_NOERROR) {
+            const int index = int(pdu->errindex);
+            query->setError(int(pdu->errstat), QString::fromLocal8Bit(snmp_errstring(int(pdu->errstat))), index);
+            if (index >= 1 && index <= list->Count())
+                (*list)[index - 1].Status = int(pdu->errstat);
+        }
+    } else {
+        query->setError(number, description);
     }
     done.push_back(query);
+}
+
+void SnmpEnginePrivate::fail(SnmpQuery *query, int number, const QString &description, const QString &address)
+{
+    query->setError(number, description);
+    query->setResponseAddress(address);
+    done.push_back(query);
+    deliverTimer.start();
 }
 
 void SnmpEnginePrivate::readable(EngineSession *session)
 {
     assertThread();
-    netsnmp_large_fd_set fds;
-    netsnmp_large_fd_set_init(&fds, session->socket + 1);
-    NETSNMP_LARGE_FD_SET(session->socket, &fds);
-    snmp_sess_read2(session->handle, &fds);
-    netsnmp_large_fd_set_cleanup(&fds);
+    {
+        LibraryLock lock(Usm::libraryMutex());
+        session->user.install();
+        netsnmp_large_fd_set fds;
+        netsnmp_large_fd_set_init(&fds, session->socket + 1);
+        NETSNMP_LARGE_FD_SET(session->socket, &fds);
+        snmp_sess_read2(session->handle, &fds);
+        netsnmp_large_fd_set_cleanup(&fds);
+    }
+    settle();
     armTimer();
     deliver();
 }
@@ -544,26 +837,124 @@ void SnmpEnginePrivate::readable(EngineSession *session)
 void SnmpEnginePrivate::timedOut()
 {
     assertThread();
-    for (EngineSession *session : std::as_const(sessions)) {
-        if (session->pending > 0)
-            snmp_sess_timeout(session->handle);
+    const std::vector<EngineSession *> all = allSessions();
+    for (EngineSession *session : all) {
+        if (session->handle == nullptr || session->tickets.empty())
+            continue;
+        LibraryLock lock(Usm::libraryMutex());
+        session->user.install();
+        snmp_sess_timeout(session->handle);
     }
-    QList<int> lost;
-    for (auto it = pending.cbegin(); it != pending.cend(); ++it) {
-        if (it.value().deadline.hasExpired())
-            lost.append(it.key());
+    for (EngineSession *session : all) {
+        for (Ticket *ticket : session->tickets) {
+            if (!ticket->finished && (ticket->query != nullptr || ticket->probe) && ticket->deadline.hasExpired())
+                endTicket(ticket, SNMPERR_TIMEOUT, libraryError(SNMPERR_TIMEOUT), nullptr);
+        }
     }
-    for (const int requestId : std::as_const(lost))
-        completed(NETSNMP_CALLBACK_OP_TIMED_OUT, requestId, nullptr);
+    settle();
     armTimer();
     deliver();
+}
+
+// Acts on what happened while net-snmp had control: drops the tickets it has
+// let go of, finishes discoveries, sends what waited for them or fails it,
+// and closes retired sessions that nothing depends on any more.
+void SnmpEnginePrivate::settle()
+{
+    for (EngineSession *session : allSessions()) {
+        auto &tickets = session->tickets;
+        for (auto it = tickets.begin(); it != tickets.end();) {
+            if ((*it)->finished) {
+                delete *it;
+                it = tickets.erase(it);
+            } else {
+                ++it;
+            }
+        }
+        if (session->state == EngineSession::Discovering && session->discoveryEnded) {
+            session->discoveryEnded = false;
+            if (session->engineId.isEmpty()) {
+                session->state = EngineSession::Failed;
+            } else if ((session->failure.number =
+                            session->user.localize(session->credentials, session->engineId,
+                                                   &session->failure.description))
+                       != SNMPERR_SUCCESS) {
+                session->state = EngineSession::Failed;
+            } else {
+                netsnmp_session *library = snmp_sess_session(session->handle);
+                if (library->securityEngineIDLen == 0) {
+                    library->securityEngineID = static_cast<u_char *>(
+                        netsnmp_memdup(session->engineId.constData(), size_t(session->engineId.size())));
+                    library->securityEngineIDLen = size_t(session->engineId.size());
+                }
+                session->state = EngineSession::Ready;
+            }
+        }
+        if (session->state == EngineSession::Ready) {
+            while (!session->waiting.empty()) {
+                SnmpQuery *query = session->waiting.front();
+                session->waiting.pop_front();
+                transmit(session, query);
+            }
+        } else if (session->state == EngineSession::Failed) {
+            while (!session->waiting.empty()) {
+                SnmpQuery *query = session->waiting.front();
+                session->waiting.pop_front();
+                fail(query, session->failure.number, session->failure.description, session->address);
+            }
+            retire(session);
+        } else if (session->state == EngineSession::Retired) {
+            retire(session);
+        }
+    }
+    for (auto it = retired.begin(); it != retired.end();) {
+        EngineSession *session = *it;
+        const bool busy = std::any_of(session->tickets.begin(), session->tickets.end(),
+                                      [](const Ticket *t) { return t->query != nullptr; });
+        if (busy || !session->waiting.empty()) {
+            ++it;
+            continue;
+        }
+        it = retired.erase(it);
+        close(session);
+    }
+}
+
+// Out of the table for new queries; closed once its requests are over.
+void SnmpEnginePrivate::retire(EngineSession *session)
+{
+    session->state = EngineSession::Retired;
+    if (sessions.value(session->key) == session) {
+        sessions.remove(session->key);
+        retired.push_back(session);
+    }
+}
+
+void SnmpEnginePrivate::close(EngineSession *session)
+{
+    if (session->lookupId >= 0)
+        QHostInfo::abortHostLookup(session->lookupId);
+    session->closing = true;
+    if (session->notifier != nullptr) {
+        session->notifier->setEnabled(false);
+        // The notifier may be the one whose signal is being handled right now.
+        session->notifier->deleteLater();
+    }
+    if (session->handle != nullptr) {
+        // Closing calls back for every request still open; those find the session closing.
+        LibraryLock lock(Usm::libraryMutex());
+        snmp_sess_close(session->handle);
+    }
+    for (Ticket *ticket : session->tickets)
+        delete ticket;
+    delete session;
 }
 
 void SnmpEnginePrivate::armTimer()
 {
     long earliest = -1;
-    for (EngineSession *session : std::as_const(sessions)) {
-        if (session->pending <= 0)
+    for (EngineSession *session : allSessions()) {
+        if (session->handle == nullptr || session->tickets.empty())
             continue;
         int fdCount = 0;
         netsnmp_large_fd_set fds;
@@ -572,16 +963,18 @@ void SnmpEnginePrivate::armTimer()
         int block = 1;
         snmp_sess_select_info2(session->handle, &fdCount, &fds, &wait, &block);
         netsnmp_large_fd_set_cleanup(&fds);
-        if (block)
-            continue;
-        const long ms = long(wait.tv_sec) * 1000L + (long(wait.tv_usec) + 999L) / 1000L;
-        if (earliest < 0 || ms < earliest)
-            earliest = ms;
-    }
-    for (const PendingQuery &entry : std::as_const(pending)) {
-        const long ms = long(qMax<qint64>(0, entry.deadline.remainingTime()));
-        if (earliest < 0 || ms < earliest)
-            earliest = ms;
+        if (!block) {
+            const long ms = long(wait.tv_sec) * 1000L + (long(wait.tv_usec) + 999L) / 1000L;
+            if (earliest < 0 || ms < earliest)
+                earliest = ms;
+        }
+        for (const Ticket *ticket : session->tickets) {
+            if (ticket->finished || (ticket->query == nullptr && !ticket->probe))
+                continue;
+            const long ms = long(qMax<qint64>(0, ticket->deadline.remainingTime()));
+            if (earliest < 0 || ms < earliest)
+                earliest = ms;
+        }
     }
     if (earliest < 0)
         timeoutTimer.stop();
@@ -626,41 +1019,40 @@ void SnmpEnginePrivate::release(SnmpQuery *query)
 void SnmpEnginePrivate::cancelAll()
 {
     QList<SnmpQuery *> dropped;
-    for (const PendingQuery &entry : std::as_const(pending))
-        dropped.append(entry.query);
+    const std::vector<EngineSession *> all = allSessions();
+    for (EngineSession *session : all) {
+        for (const Ticket *ticket : session->tickets) {
+            if (ticket->query != nullptr)
+                dropped.append(ticket->query);
+        }
+        dropped.append(QList<SnmpQuery *>(session->waiting.begin(), session->waiting.end()));
+    }
     for (SnmpQuery *query : done)
         dropped.append(query);
-    pending.clear();
+    sessions.clear();
+    retired.clear();
     done.clear();
     inFlight.clear();
     deliverTimer.stop();
     // Closing the sessions drops their retransmissions too; they reopen on the next send.
-    closeSessions();
+    for (EngineSession *session : all)
+        close(session);
     timeoutTimer.stop();
     for (SnmpQuery *query : std::as_const(dropped))
         release(query);
 }
 
-void SnmpEnginePrivate::closeSessions()
-{
-    const QList<EngineSession *> all = sessions.values();
-    sessions.clear();
-    for (EngineSession *session : all) {
-        if (session->notifier != nullptr) {
-            session->notifier->setEnabled(false);
-            // The notifier may be the one whose signal is being handled right now.
-            session->notifier->deleteLater();
-        }
-        snmp_sess_close(session->handle);
-        delete session;
-    }
-}
-
 void SnmpEnginePrivate::forget(SNMPReply *callback)
 {
-    for (const PendingQuery &entry : std::as_const(pending)) {
-        if (entry.query->Callback() == callback)
-            entry.query->setCallback(nullptr);
+    for (EngineSession *session : allSessions()) {
+        for (const Ticket *ticket : session->tickets) {
+            if (ticket->query != nullptr && ticket->query->Callback() == callback)
+                ticket->query->setCallback(nullptr);
+        }
+        for (SnmpQuery *query : session->waiting) {
+            if (query->Callback() == callback)
+                query->setCallback(nullptr);
+        }
     }
     for (SnmpQuery *query : done) {
         if (query->Callback() == callback)
@@ -755,37 +1147,9 @@ QString SnmpEngine::ResolveHostName(const QString &hostName)
 
 QString SnmpEngine::peerName(const QString &target)
 {
-    const QString text = target.trimmed();
-    if (text.isEmpty())
+    Target parsed;
+    if (!parseTarget(target, &parsed))
         return QString();
-    QString host;
-    QString port = QStringLiteral("161");
-    bool ipv6 = false;
-    if (text.startsWith(QLatin1Char('['))) {
-        const int close = text.indexOf(QLatin1Char(']'));
-        if (close < 2)
-            return QString();
-        host = text.mid(1, close - 1);
-        const QString rest = text.mid(close + 1);
-        if (!rest.isEmpty()) {
-            if (!rest.startsWith(QLatin1Char(':')))
-                return QString();
-            port = rest.mid(1);
-        }
-        ipv6 = true;
-    } else if (text.count(QLatin1Char(':')) > 1) {
-        host = text;
-        ipv6 = true;
-    } else {
-        const int colon = text.indexOf(QLatin1Char(':'));
-        host = colon < 0 ? text : text.left(colon);
-        if (colon >= 0)
-            port = text.mid(colon + 1);
-    }
-    bool ok = false;
-    const int number = port.toInt(&ok);
-    if (host.isEmpty() || !ok || number < 1 || number > 65535 || host.contains(QLatin1Char(' ')))
-        return QString();
-    return ipv6 ? QStringLiteral("udp6:[%1]:%2").arg(host).arg(number)
-                : QStringLiteral("udp:%1:%2").arg(host).arg(number);
+    return parsed.ipv6 ? QStringLiteral("udp6:[%1]:%2").arg(parsed.host).arg(parsed.port)
+                       : QStringLiteral("udp:%1:%2").arg(parsed.host).arg(parsed.port);
 }

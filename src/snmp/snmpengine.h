@@ -15,9 +15,16 @@ class SnmpQuery;
 // sessions and completes them on the thread's event loop (a socket notifier
 // per session socket, one timer for the library's next time-out; no polling,
 // no extra thread). Sessions are kept per target, version and credentials and
-// reused. Every query ends in exactly one call of its reply object's Reply,
-// unless it is cancelled: an answer, an SNMP error, a time-out, or a failure
-// to send. Use threadEngine(); PelorusWrapper is the component's way in.
+// reused; a new one resolves its host name and, for SNMPv3, discovers the
+// agent's engine id on the event loop too, with queries waiting for it. Every
+// SNMPv3 request is signed and encrypted with the keys of exactly the
+// credentials it carries, whatever other sessions use the same user name.
+//
+// Every query ends in exactly one call of its reply object's Reply, unless it
+// is cancelled: an answer, an SNMP error, a report or security error, a
+// time-out, or a failure to send. Its ErrorNumber is 0, the agent's error
+// status (positive), or net-snmp's library error code (negative); see
+// SnmpQuery. Use threadEngine(); PelorusWrapper is the component's way in.
 class QXMIBTREE_EXPORT SnmpEngine : public QObject
 {
     Q_OBJECT
@@ -53,11 +60,13 @@ public:
     int DefaultRetries() const;
     void setDefaultRetries(int retries);
 
-    // The first address a host name resolves to, as text; empty when it does not resolve.
+    // The first address a host name resolves to, as text; empty when it does not
+    // resolve. Waits for the resolver, unlike everything else here.
     Q_INVOKABLE static QString ResolveHostName(const QString &hostName);
 
-    // net-snmp's peer name for a target: "host", "host:port", "v6addr" or
-    // "[v6addr]:port" (port 161 unless given). Empty for a target it cannot be.
+    // net-snmp's peer name for a target: "host", "host:port", "v6addr",
+    // "[v6addr]:port", each optionally behind "udp:" or "udp6:" (port 161 unless
+    // given). Empty for a target it cannot be.
     static QString peerName(const QString &target);
 
 private:

@@ -34,6 +34,7 @@ class QXMIBTREE_EXPORT SnmpQuery : public QObject
     Q_PROPERTY(SnmpSession *V3Settings READ V3Settings CONSTANT)
     Q_PROPERTY(int Timeout READ Timeout WRITE setTimeout)
     Q_PROPERTY(int Retries READ Retries WRITE setRetries)
+    Q_PROPERTY(QString ResponseAddress READ ResponseAddress)
 
 public:
     // Request kinds as the engine numbers them.
@@ -67,8 +68,12 @@ public:
     SNMPReply *Callback() const { return m_callback; }
     void setCallback(SNMPReply *value) { m_callback = value; }
     VarBindList *VarBinds() const { return m_varBinds; }
-    // 0 when the agent answered without error; the SNMP error status (1..18) of an
-    // agent's error; a negative engine code (-24 time-out, ...) for everything else.
+    // 0 when the agent answered without error. Positive: the error status of the
+    // agent's response (1 tooBig .. 18 inconsistentName), ErrorIndex names the
+    // binding. Negative: net-snmp's library error code (its snmp_errno: -3 unknown
+    // host, -24 time-out, -32 unknown engine id, -33 unknown user name, -35
+    // authentication failure, -61 bad value for the type, ...) with net-snmp's
+    // own text. Never a system errno.
     int ErrorNumber() const { return m_errorNumber; }
     QString ErrorDescription() const { return m_errorDescription; }
     // Position (from 1) of the binding an SNMP error names; 0 when none.
@@ -80,6 +85,10 @@ public:
     void setTimeout(int value) { m_timeout = value; }
     int Retries() const { return m_retries; }
     void setRetries(int value) { m_retries = value; }
+    // The address that answered (dotted IPv4 or IPv6 text); for a request nobody
+    // answered, the address it went to; empty when the target never resolved.
+    QString ResponseAddress() const { return m_responseAddress; }
+    void setResponseAddress(const QString &value) { m_responseAddress = value; }
 
     void setError(int number, const QString &description, int index = 0)
     {
@@ -105,4 +114,5 @@ private:
     SnmpSession *m_v3;
     int m_timeout = -1;
     int m_retries = -1;
+    QString m_responseAddress;
 };

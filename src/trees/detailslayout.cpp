@@ -155,6 +155,26 @@ StyledText DetailsLayout::controlLayout(const Fields &fields, const QString &tit
     return text;
 }
 
+StyledText DetailsLayout::mibxLayout(const MibxFields &fields)
+{
+    StyledText text;
+    append(text, TreeTitle, fields.name + crlf + crlf);
+    const auto row = [&](const char *caption, const QString &value) {
+        append(text, TreeCaption, QLatin1String(caption) + tab);
+        append(text, Plain, value + crlf);
+    };
+    if (!fields.value.isEmpty())
+        row("Value ", fields.value);
+    row("OID ", fields.oid);
+    row("Type ", fields.syntax);
+    row("Access ", fields.access);
+    row("Status ", fields.status);
+    if (!fields.module.isEmpty())
+        row("From ", fields.module);
+    append(text, Plain, crlf + fields.description + crlf);
+    return text;
+}
+
 void DetailsLayout::copyToClipboard(const StyledText &shown, qsizetype selectionStart, qsizetype selectionEnd)
 {
     QClipboard *clipboard = QGuiApplication::clipboard();

@@ -43,6 +43,19 @@ public:
         QString enumList;
     };
 
+    // A definition read from a MIB-X file rather than from the database.
+    struct MibxFields
+    {
+        QString name;
+        QString module;
+        QString oid;
+        QString syntax;
+        QString value;
+        QString access;
+        QString status;
+        QString description;
+    };
+
     // Reads the record; LongName costs one statement per arc, so it is read only on request.
     static Fields fieldsOf(QXMibOID &record, bool withLongName = false);
 
@@ -56,6 +69,10 @@ public:
                                     const QString &parsedValue);
     static StyledText controlLayout(const Fields &fields, const QString &title, const QString &rawValue,
                                     const QString &parsedValue);
+
+    // The name as heading, the "Value " (when there is one), "OID ", "Type ", "Access " and
+    // "Status " rows, "From " the module (when known), then the description.
+    static StyledText mibxLayout(const MibxFields &fields);
 
     static void append(StyledText &text, Style style, const QString &piece);
     static StyledText::Piece styled(Style style, const QString &piece);

@@ -6,12 +6,14 @@
 
 namespace {
 
-// An agent no real one imitates: every request gets the same binding back, so a
-// walk that trusted its agent would never end. SNMPv1 only, enough BER for that.
+// An agent no real one imitates: every request gets the same binding back (or
+// none at all), so a walk that trusted its agent would never end. SNMPv1 only,
+// enough BER for that.
 class RepeatingAgent : public QObject
 {
 public:
-    RepeatingAgent()
+    explicit RepeatingAgent(bool empty)
+        : m_empty(empty)
     {
         m_socket.bind(QHostAddress::LocalHost, 0);
         connect(&m_socket, &QUdpSocket::readyRead, this, [this] { answer(); });
@@ -66,13 +68,14 @@ private:
             const QByteArray community = request.mid(ve, ce - ve);
             const QByteArray requestId = request.mid(pc, re - pc);
             const QByteArray oid = QByteArray::fromHex("2b06010201010500"); // 1.3.6.1.2.1.1.5.0
-            const QByteArray binding = tlv(0x30, tlv(0x06, oid) + tlv(0x04, "x"));
+            const QByteArray binding = m_empty ? QByteArray() : tlv(0x30, tlv(0x06, oid) + tlv(0x04, "x"));
             const QByteArray pdu = tlv(char(0xa2), requestId + QByteArray::fromHex("020100020100") + tlv(0x30, binding));
             m_socket.writeDatagram(tlv(0x30, version + community + pdu), from, fromPort);
         }
     }
 
     QUdpSocket m_socket;
+    bool m_empty;
 };
 
 } // namespace
@@ -89,12 +92,16 @@ private:
         QString out;
         QString err;
     };
-    Result run(const QStringList &args)
+    Result run(const QStringList &args, const QString &program = QStringLiteral(QXMIB_CLI))
     {
         // The event loop runs while the command runs, for agents living in this process.
         QProcess p;
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        for (const QString &line : m_agent.toolEnvironment())
+            env.insert(line.section(u'=', 0, 0), line.section(u'=', 1));
+        p.setProcessEnvironment(env);
         QSignalSpy finished(&p, &QProcess::finished);
-        p.start(QStringLiteral(QXMIB_CLI), args);
+        p.start(program, args);
         if (!finished.wait(30000)) {
             p.kill();
             return {-1, {}, {}};
@@ -107,6 +114,8 @@ private Q_SLOTS:
     {
         m_fixture = std::make_unique<FixtureDatabase>();
         m_fixture->addStandardObjects();
+        QString error;
+        QVERIFY2(m_agent.startSnmpd(&error), qPrintable(error));
     }
 
     void resolve_data()
@@ -215,44 +224,116 @@ private Q_SLOTS:
         QCOMPARE(run({QStringLiteral("nonsense")}).status, 2);
     }
 
-    // Walks print instance OID, name and rendered value, stop at the end of the subtree,
-    // and end with a clear message on a dead port and on an agent that goes round in circles.
-    void walkRealAgent()
+    // The SNMP commands against a real snmpd, row after row (a row sees what the ones
+    // before it set). With peer set, net-snmp's own tool runs the same arguments and
+    // must end with the same status and message, and peerOut in its output.
+    void snmpCommands_data()
     {
-        SnmpAgent agent;
-        QString error;
-        QVERIFY2(agent.startSnmpd(&error), qPrintable(error));
-        for (const char *command : {"walk", "bulkwalk"}) {
-            const Result r = run({QLatin1String(command), QStringLiteral("--db"), m_fixture->path(), QStringLiteral("-v"),
-                                  QStringLiteral("2c"), QStringLiteral("-c"), QStringLiteral("public"), agent.target(),
-                                  QStringLiteral("1.3.6.1.2.1.1")});
-            QCOMPARE(r.status, 0);
-            QVERIFY2(r.out.contains(QStringLiteral("1.3.6.1.2.1.1.5.0\tsysName.0\t")), qPrintable(r.out));
-            QVERIFY(r.out.contains(QStringLiteral("1.3.6.1.2.1.1.3.0\tsysUpTime.0\t")));
-            for (const QString &line : r.out.split(u'\n', Qt::SkipEmptyParts))
-                QVERIFY2(line.startsWith(QStringLiteral("1.3.6.1.2.1.1.")), qPrintable(line));
-        }
+        QTest::addColumn<QStringList>("args");
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QString>("out");
+        QTest::addColumn<QString>("err");
+        QTest::addColumn<bool>("peer");
+        QTest::addColumn<QString>("peerOut");
+        const QStringList v2 = {"-v2c", "-c", "public"};
+        const QStringList rw = {"-v2c", "-c", "private"};
+        const QStringList v3 = {"-v3", "-l", "authPriv", "-u", "ushaaes", "-a", "SHA", "-x", "AES", "-X", "privpass-AES"};
+        const QString sysName = QStringLiteral("1.3.6.1.2.1.1.5.0");
+        QTest::newRow("names, options after the agent")
+            << QStringList{"get", "AGENT", "-v2c", "-t", "0.5", "sysDescr.0", "IF-MIB::ifDescr.1"} << 0
+            << "1.3.6.1.2.1.2.2.1.2.1\tifDescr.1\tlo\n" << "" << false << "";
+        QTest::newRow("udp: agent, single colon") << QStringList{"getnext", "udp:AGENT", "IF-MIB:ifDescr"} << 0
+                                                  << "\tifDescr.1\tlo\n" << "" << false << "";
+        QTest::newRow("UTF-8 text") << QStringList{"set", "AGENT", "-c", "private", "sysName.0", "s", "Z\u00fcrich"} << 0
+                                    << "\tsysName.0\tZ\u00fcrich\n" << "" << false << "";
+        QTest::newRow("one request, refused as a whole")
+            << QStringList{"set"} + rw + QStringList{"AGENT", sysName, "s", "changed", "1.3.6.1.2.1.1.7.0", "i", "5"}
+            << 2 << "" << "Failed object: " << true << "";
+        QTest::newRow("UTF-8 text unchanged") << QStringList{"get"} + v2 + QStringList{"AGENT", sysName} << 0
+                                              << "\tZ\u00fcrich\n" << "" << true << "5A C3 BC 72 69 63 68";
+        QTest::newRow("hex value") << QStringList{"set"} + rw + QStringList{"AGENT", sysName, "x", "00 FF 0A"} << 2
+                                       << "" << "wrongValue" << true << "";
+        QTest::newRow("negative number") << QStringList{"set"} + rw + QStringList{"--", "AGENT", sysName, "i", "-1"} << 2
+                                         << "" << "wrongType" << true << "";
+        QTest::newRow("binary octets on one line")
+            << QStringList{"get"} + v2 + QStringList{"AGENT", "1.3.6.1.6.3.10.2.1.1.0"} << 0 << "\t80 00 1F 88 " << ""
+            << true << "80 00 1F 88 ";
+        QTest::newRow("agent error") << QStringList{"get", "-v1", "-c", "public", "AGENT", "1.3.6.1.2.1.1.99.0"} << 2
+                                     << "" << "Failed object: " << true << "";
+        QTest::newRow("time-out") << QStringList{"get"} + v2 + QStringList{"-t", "0.2", "-r", "0", "DEAD", sysName} << 1
+                                  << "" << "Timeout: No Response from DEAD.\n" << true << "";
+        QTest::newRow("unknown host") << QStringList{"get"} + v2 + QStringList{"no-such-host.invalid", sysName} << 1 << ""
+                                      << "Unknown host (no-such-host.invalid)\n" << true << "";
+        QTest::newRow("unknown name") << QStringList{"get", "AGENT", "noSuchThing.0"} << 1 << ""
+                                      << "noSuchThing.0: Unknown Object Identifier\n" << false << "";
+        QTest::newRow("usage") << QStringList{"get", "-v", "5", "AGENT", sysName} << 1 << ""
+                               << "Invalid version specified after -v flag: 5\n" << true << "";
+        QTest::newRow("walk") << QStringList{"walk"} + v2 + QStringList{"AGENT", "1.3.6.1.2.1.1"} << 0
+                              << "1.3.6.1.2.1.1.3.0\tsysUpTime.0\t" << "" << true << "";
+        QTest::newRow("bulkwalk of names") << QStringList{"bulkwalk", "-Cr", "3", "AGENT", "sysUpTime", "IF-MIB::ifDescr"}
+                                           << 0 << "\tifDescr.2\t" << "" << false << "";
+        QTest::newRow("empty subtree") << QStringList{"bulkwalk"} + v2 + QStringList{"AGENT", "1.3.6.1.2.1.99"} << 0
+                                       << "No Such Object available on this agent at this OID\n" << "" << true
+                                       << "No Such Object available on this agent at this OID";
+        QTest::newRow("bulkwalk on version 1") << QStringList{"bulkwalk", "-v1", "-c", "public", "AGENT", "1.3.6.1.2.1.1"}
+                                               << 1 << "" << "Cannot send V2 PDU on V1 session\n" << true << "";
+        QTest::newRow("v3") << QStringList{"get"} + v3 + QStringList{"-A", "authpass-SHA", "AGENT", sysName} << 0
+                            << "\tZ\u00fcrich\n" << "" << true << "";
+        QTest::newRow("v3 wrong pass phrase") << QStringList{"get"} + v3 + QStringList{"-A", "authpass-BAD", "AGENT", sysName}
+                                              << 1 << "" << "Authentication failure (incorrect password, community or key)\n"
+                                              << true << "";
+        QTest::newRow("v3 unknown user")
+            << QStringList{"get", "-v3", "-l", "noAuthNoPriv", "-u", "nobodyhere", "AGENT", sysName} << 1 << ""
+            << "Unknown user name\n" << true << "";
+    }
+    void snmpCommands()
+    {
+        QFETCH(QStringList, args);
+        QFETCH(QString, out);
+        QFETCH(QString, err);
+        QFETCH(bool, peer);
+        QFETCH(QString, peerOut);
+        const QString dead = QStringLiteral("127.0.0.1:%1").arg(SnmpAgent::freeUdpPort());
+        args.replaceInStrings(QStringLiteral("AGENT"), m_agent.target());
+        args.replaceInStrings(QStringLiteral("DEAD"), dead);
+        err.replace(QStringLiteral("DEAD"), dead);
+        const Result r = run(QStringList{QStringLiteral("--db"), m_fixture->path()} + args);
+        QTEST(r.status, "status");
+        QVERIFY2(r.out.contains(out), qPrintable(r.out));
+        QVERIFY2(r.err.contains(err), qPrintable(r.err));
+        if (!peer)
+            return;
+        const Result tool = run(args.mid(1), QStringLiteral("snmp") + args.first());
+        QTEST(tool.status, "status");
+        QVERIFY2(tool.err.contains(err), qPrintable(tool.err));
+        QVERIFY2(tool.out.contains(peerOut), qPrintable(tool.out));
     }
 
-    void walkFailures()
+    // A walk ends with a message where an agent would keep it going for ever.
+    void walkEndings_data()
     {
-        RepeatingAgent circles;
-        const Result looping = run({QStringLiteral("walk"), QStringLiteral("-v"), QStringLiteral("1"), QStringLiteral("-t"),
-                                    QStringLiteral("500"), QStringLiteral("-r"), QStringLiteral("0"),
-                                    QStringLiteral("127.0.0.1:%1").arg(circles.port()), QStringLiteral("1.3.6.1.2.1.1")});
-        QCOMPARE(looping.status, 1);
-        QVERIFY2(looping.err.contains(QStringLiteral("OID not increasing")), qPrintable(looping.err));
-        QCOMPARE(looping.out.count(u'\n'), 1);
-
-        const Result dead = run({QStringLiteral("get"), QStringLiteral("-t"), QStringLiteral("200"), QStringLiteral("-r"),
-                                 QStringLiteral("0"), QStringLiteral("127.0.0.1:%1").arg(SnmpAgent::freeUdpPort()),
-                                 QStringLiteral("1.3.6.1.2.1.1.5.0")});
-        QCOMPARE(dead.status, 1);
-        QVERIFY2(dead.err.contains(QStringLiteral("Timeout")), qPrintable(dead.err));
+        QTest::addColumn<bool>("empty");
+        QTest::addColumn<QString>("err");
+        QTest::addColumn<int>("lines");
+        QTest::newRow("same binding again") << false << "OID not increasing" << 1;
+        QTest::newRow("no bindings") << true << "no variables in the response" << 0;
+    }
+    void walkEndings()
+    {
+        QFETCH(bool, empty);
+        RepeatingAgent agent(empty);
+        const Result r = run({QStringLiteral("walk"), QStringLiteral("-v1"), QStringLiteral("-t"), QStringLiteral("0.5"),
+                              QStringLiteral("-r"), QStringLiteral("0"), QStringLiteral("127.0.0.1:%1").arg(agent.port()),
+                              QStringLiteral("1.3.6.1.2.1.1")});
+        QCOMPARE(r.status, 1);
+        QFETCH(QString, err);
+        QVERIFY2(r.err.contains(err), qPrintable(r.err));
+        QTEST(int(r.out.count(u'\n')), "lines");
     }
 
 private:
     std::unique_ptr<FixtureDatabase> m_fixture;
+    SnmpAgent m_agent;
 };
 
 QTEST_GUILESS_MAIN(tst_QxmibCli)

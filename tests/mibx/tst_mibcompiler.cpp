@@ -10,6 +10,7 @@
 #include "mibx/mibxdocument.h"
 
 #include <QFile>
+#include <QProcess>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -51,6 +52,32 @@ rtEvent NOTIFICATION-TYPE OBJECTS { rtName } STATUS current DESCRIPTION "Event."
 END
 )";
 
+// Needs no base modules: value assignments under iso only.
+const QByteArray plainSource = "PLAIN-MIB DEFINITIONS ::= BEGIN\n"
+                               "plainLeaf10 OBJECT IDENTIFIER ::= { plainRoot 10 }\n"
+                               "plainLeaf9 OBJECT IDENTIFIER ::= { plainRoot 9 }\n"
+                               "plainRoot OBJECT IDENTIFIER ::= { iso 3 6 1 4 1 424242 }\n"
+                               "END\n";
+
+struct Run
+{
+    int status;
+    QString out;
+    QString err;
+};
+
+Run runCli(const QStringList &args)
+{
+    QProcess p;
+    p.start(QStringLiteral(QXMIB_CLI), args);
+    if (!p.waitForFinished(120000)) {
+        p.kill();
+        return {-1, {}, {}};
+    }
+    return {p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1, QString::fromUtf8(p.readAllStandardOutput()),
+            QString::fromUtf8(p.readAllStandardError())};
+}
+
 } // namespace
 
 class tst_MibCompiler : public QObject
@@ -76,16 +103,10 @@ private Q_SLOTS:
         QTEST(MibCompiler::moduleNameOf(writeFile(dir, QStringLiteral("x.txt"), source)), "module");
     }
 
-    // Needs no base modules: value assignments under iso only.
     void problemsAndOrder()
     {
         QTemporaryDir dir;
-        const QString plain = writeFile(dir, QStringLiteral("plain.txt"),
-                                        "PLAIN-MIB DEFINITIONS ::= BEGIN\n"
-                                        "plainLeaf10 OBJECT IDENTIFIER ::= { plainRoot 10 }\n"
-                                        "plainLeaf9 OBJECT IDENTIFIER ::= { plainRoot 9 }\n"
-                                        "plainRoot OBJECT IDENTIFIER ::= { iso 3 6 1 4 1 424242 }\n"
-                                        "END\n");
+        const QString plain = writeFile(dir, QStringLiteral("plain.txt"), plainSource);
         const QString broken = writeFile(dir, QStringLiteral("broken.txt"),
                                          "BROKEN-MIB DEFINITIONS ::= BEGIN\n"
                                          "brokenRoot OBJECT IDENTIFIER ::= { iso 3 6 1 4 1 424243 }\n"
@@ -121,6 +142,102 @@ private Q_SLOTS:
         // Nothing of the module with the unresolved parent lands in a wrong place.
         QVERIFY(doc.load(r.outputFiles.at(1)));
         QVERIFY(!doc.selectSingleNode(QStringLiteral("MIBX/TREE")).hasChildNodes());
+    }
+
+    // Files that break libsmi or are no module at all, each given beside a good
+    // one: a report naming the file, exit status 1, and the good module compiled.
+    void badSources_data()
+    {
+        QTest::addColumn<QList<QByteArray>>("sources");
+        QTest::addColumn<QStringList>("report");
+        // net-snmp's UCD-SNMP-MIB without its imports, down to the definition libsmi crashes on.
+        QTest::newRow("libsmi crashes")
+            << QList<QByteArray>{"CRASH-MIB DEFINITIONS ::= BEGIN\nIMPORTS Opaque FROM NO-SMI-MIB;\n"
+                                 "Float ::= Opaque (SIZE (7))\nEND\n"}
+            << QStringList{"crash0.txt:2: CRASH-MIB imports NO-SMI-MIB, which was not found (searched: the files given, ",
+                           "crash0.txt:0: CRASH-MIB: the MIB compiler stopped on this file (it crashed: "};
+        QTest::newRow("every import missing")
+            << QList<QByteArray>{"GONE-MIB DEFINITIONS ::= BEGIN\nIMPORTS\n  a FROM NO-A-MIB -- comment FROM X\n"
+                                 "  b, c FROM NO-B-MIB;\ngoneRoot OBJECT IDENTIFIER ::= { a 1 }\nEND\n"}
+            << QStringList{"crash0.txt:3: GONE-MIB imports NO-A-MIB, which was not found",
+                           "crash0.txt:4: GONE-MIB imports NO-B-MIB, which was not found"};
+        QTest::newRow("not a MIB") << QList<QByteArray>{"just some text\n"}
+                                   << QStringList{"crash0.txt:0: no module definition found"};
+        QTest::newRow("truncated") << QList<QByteArray>{QByteArray(plainSource).replace("PLAIN", "TRUNC").left(plainSource.indexOf("plainLeaf9") + 30)}
+                                   << QStringList{"syntax error"};
+        QByteArray junk("JUNK-MIB DEFINITIONS ::= BEGIN\n");
+        junk.reserve(20 << 20);
+        quint32 x = 2463534242u;
+        while (junk.size() < (20 << 20)) {
+            x ^= x << 13, x ^= x >> 17, x ^= x << 5;
+            junk.append(char(x));
+        }
+        QTest::newRow("20 MB of junk") << QList<QByteArray>{junk} << QStringList{"more problems not shown"};
+        QTest::newRow("import each other")
+            << QList<QByteArray>{"A-MIB DEFINITIONS ::= BEGIN\nIMPORTS bRoot FROM B-MIB;\n"
+                                 "aRoot OBJECT IDENTIFIER ::= { iso 3 6 1 4 1 77 }\nEND\n",
+                                 "B-MIB DEFINITIONS ::= BEGIN\nIMPORTS aRoot FROM A-MIB;\n"
+                                 "bRoot OBJECT IDENTIFIER ::= { aRoot 2 }\nEND\n"}
+            << QStringList{"crash0.txt:2: A-MIB imports B-MIB, which imports A-MIB: modules that import each other",
+                           "crash1.txt:2: B-MIB imports A-MIB, which imports B-MIB: modules that import each other"};
+        const QString ucd =
+            qEnvironmentVariable("QXMIB_BINARY_DIR") + QStringLiteral("/mib-sources/sources/netsnmp/UCD-SNMP-MIB.txt");
+        QFile ucdFile(ucd);
+        if (ucdFile.open(QIODevice::ReadOnly)) {
+            QTest::newRow("UCD-SNMP-MIB alone")
+                << QList<QByteArray>{ucdFile.readAll()}
+                << QStringList{"crash0.txt:37: UCD-SNMP-MIB imports HCNUM-TC, which was not found",
+                               "crash0.txt:0: UCD-SNMP-MIB: the MIB compiler stopped on this file"};
+        }
+    }
+    void badSources()
+    {
+        QFETCH(QList<QByteArray>, sources);
+        QFETCH(QStringList, report);
+        QTemporaryDir dir;
+        // A database of its own, so that no MIB source folder beside one resolves imports.
+        QStringList args{QStringLiteral("--db"), dir.filePath(QStringLiteral("MIBs.cfg")), QStringLiteral("compile"),
+                         QStringLiteral("-o"), dir.filePath(QStringLiteral("out"))};
+        for (int i = 0; i < sources.size(); ++i)
+            args << writeFile(dir, QStringLiteral("crash%1.txt").arg(i), sources.at(i));
+        args << writeFile(dir, QStringLiteral("plain.txt"), plainSource);
+        const Run r = runCli(args);
+        QCOMPARE(r.status, 1);
+        for (const QString &line : report)
+            QVERIFY2(r.err.contains(dir.filePath(line)) || r.err.contains(line), qPrintable(r.err.left(4000)));
+        QVERIFY2(r.out.contains(QStringLiteral("PLAIN-MIB -> ")), qPrintable(r.out));
+        QVERIFY(QFile::exists(dir.filePath(QStringLiteral("out/PLAIN-MIB.mibx"))));
+    }
+
+    // A worker that never answers is stopped at the time limit; one that cannot
+    // start fails every file; neither stops the call.
+    void workerFailures_data()
+    {
+        QTest::addColumn<QByteArray>("script");
+        QTest::addColumn<QString>("report");
+        QTest::newRow("hangs") << QByteArray("#!/bin/sh\necho '{\"begin\": 0}'\nexec sleep 30\n")
+                               << "PLAIN-MIB: the MIB compiler stopped on this file (no result after 0.3 s)";
+        QTest::newRow("missing") << QByteArray() << "PLAIN-MIB: the MIB compiler stopped on this file (its worker ";
+    }
+    void workerFailures()
+    {
+        QFETCH(QByteArray, script);
+        QFETCH(QString, report);
+        QTemporaryDir dir;
+        const QString worker = dir.filePath(QStringLiteral("worker"));
+        if (!script.isEmpty()) {
+            writeFile(dir, QStringLiteral("worker"), script);
+            QFile::setPermissions(worker, QFile::ReadOwner | QFile::ExeOwner);
+        }
+        MibCompiler compiler;
+        compiler.setWorkerProgram(worker);
+        compiler.setTimeLimit(300);
+        const MibCompiler::Result r =
+            compiler.compile({writeFile(dir, QStringLiteral("plain.txt"), plainSource)}, dir.filePath(QStringLiteral("out")));
+        QVERIFY(r.modules.isEmpty());
+        QCOMPARE(r.failedFiles.size(), 1);
+        QCOMPARE(r.problems.size(), 1);
+        QVERIFY2(r.problems.at(0).message.startsWith(report), qPrintable(r.problems.at(0).message));
     }
 
     // record: OID|TypeString|AccessString|TypeInteger|EnumList of the object, found by name.

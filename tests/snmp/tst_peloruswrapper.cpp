@@ -25,6 +25,7 @@ struct Seen
     QString wrapperNodeId;
     int wrapperErrorNumber = 0;
     QString wrapperCommunity;
+    QString wrapperAddress;
 };
 
 class Collector : public QObject, public SNMPReply
@@ -49,6 +50,7 @@ public:
         s.wrapperNodeId = w->ResponseNodeID();
         s.wrapperErrorNumber = w->ResponseErrorNumber();
         s.wrapperCommunity = w->ResponseCommunity();
+        s.wrapperAddress = w->ResponseIPAddress();
         seen.append(s);
         if (resendOnce && seen.size() == 1) {
             query->setNodeID(QStringLiteral("again"));
@@ -139,6 +141,8 @@ private Q_SLOTS:
         QCOMPARE(s.wrapperNodeId, s.nodeId);
         QCOMPARE(s.wrapperErrorNumber, s.errorNumber);
         QCOMPARE(s.wrapperCommunity, s.community);
+        // The address, not the target text with its port.
+        QCOMPARE(s.wrapperAddress, QStringLiteral("127.0.0.1"));
     }
 
     void responseSentAgain()

@@ -15,9 +15,12 @@ void run(Database &db, const char *sql, const QVariantList &values)
         throw QXMibError(QXMibError::StatementError, QString::fromUtf8(sqlite3_errmsg(db.handle())));
     for (int i = 0; i < values.size(); ++i) {
         const QVariant &v = values.at(i);
-        if (v.typeId() == QMetaType::Int || v.typeId() == QMetaType::Bool)
+        if (v.typeId() == QMetaType::QByteArray) {
+            const QByteArray b = v.toByteArray();
+            sqlite3_bind_blob(stmt, i + 1, b.constData(), int(b.size()), SQLITE_TRANSIENT);
+        } else if (v.typeId() == QMetaType::Int || v.typeId() == QMetaType::Bool) {
             sqlite3_bind_int(stmt, i + 1, v.typeId() == QMetaType::Bool ? (v.toBool() ? -1 : 0) : v.toInt());
-        else {
+        } else {
             const QByteArray t = v.toString().toUtf8();
             sqlite3_bind_text(stmt, i + 1, t.constData(), int(t.size()), SQLITE_TRANSIENT);
         }
@@ -158,6 +161,11 @@ void FixtureDatabase::addStandardObjects()
     addModule(v2);
     addModule(ifMib);
     addModule(rfc);
+}
+
+void FixtureDatabase::addIcon(const QString &oid, const QByteArray &picture)
+{
+    run(*m_db, "INSERT INTO Icons (OID, \"Small Icon\") VALUES (?,?)", {oid, picture});
 }
 
 void FixtureDatabase::activate()

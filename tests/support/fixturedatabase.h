@@ -43,6 +43,8 @@ public:
                    const QString &enumName = QString());
     void addEnum(const QString &setName, int value, const QString &label);
     void addModule(const QString &name, const QString &description = QString());
+    // An Icons row: the node's small picture as stored bytes.
+    void addIcon(const QString &oid, const QByteArray &picture);
 
     // The usual registration tree from iso down to system and the interfaces table,
     // with ifAdminStatus's values and a few hinted objects.

@@ -1,9 +1,13 @@
-# cmake -DQXMIB=... -DSOURCES=... -DWORK=... -DOUTPUT=... -P builddefaultdb.cmake
+# cmake -DQXMIB=... -DSOURCES=... -DPYTHON=... -DPYSNMP=... -DCONVERTER=... -DWORK=... -DOUTPUT=...
+#       -P builddefaultdb.cmake
 #
-# Compiles every fetched MIB source to MIB-X and imports them into a new
-# database, written next to OUTPUT first and renamed at the end, so a failed
-# build never leaves a half-filled MIBs.cfg behind.
-foreach(var QXMIB SOURCES WORK OUTPUT)
+# Compiles every fetched MIB source to MIB-X, converts the modules pysnmp
+# carries compiled (PYSNMP: the unpacked packages) that no source holds, and
+# imports them all into a new database, written next to OUTPUT first and
+# renamed at the end, so a failed build never leaves a half-filled MIBs.cfg.
+cmake_minimum_required(VERSION 3.25)
+string(TIMESTAMP started "%s")
+foreach(var QXMIB SOURCES PYTHON PYSNMP CONVERTER WORK OUTPUT)
     if(NOT DEFINED ${var})
         message(FATAL_ERROR "${var} is not set")
     endif()
@@ -21,6 +25,9 @@ if(NOT files)
     message(FATAL_ERROR "No MIB source files in ${SOURCES}")
 endif()
 
+get_filename_component(db_folder ${OUTPUT} DIRECTORY)
+set(text_dir ${db_folder}/mibs)
+file(REMOVE_RECURSE ${text_dir})
 set(mibx_dir ${WORK}/mibx)
 file(REMOVE_RECURSE ${mibx_dir})
 file(MAKE_DIRECTORY ${mibx_dir})
@@ -35,6 +42,43 @@ list(LENGTH mibx_files count)
 if(count EQUAL 0)
     message(FATAL_ERROR "The MIB compiler wrote no MIB-X files:\n${out}${err}")
 endif()
+set(text_modules)
+foreach(f ${mibx_files})
+    get_filename_component(module ${f} NAME_WE)
+    list(APPEND text_modules ${module})
+endforeach()
+
+# The modules pysnmp carries compiled; where a source holds the module too, the
+# one compiled from its text wins.
+set(pysnmp_dir ${WORK}/pysnmp-mibx)
+file(REMOVE_RECURSE ${pysnmp_dir})
+string(REPLACE ";" "," skip "${text_modules}")
+string(TIMESTAMP pysnmp_started "%s")
+execute_process(COMMAND ${PYTHON} ${CONVERTER} --pythonpath ${PYSNMP} -o ${pysnmp_dir} --skip ${skip}
+    RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
+if(err)
+    message(STATUS "pysnmp module problems:\n${err}")
+endif()
+file(GLOB pysnmp_files ${pysnmp_dir}/*.mibx)
+if(NOT pysnmp_files)
+    message(FATAL_ERROR "The pysnmp converter wrote no MIB-X files:\n${out}${err}")
+endif()
+set(pysnmp_modules)
+foreach(f ${pysnmp_files})
+    get_filename_component(module ${f} NAME_WE)
+    list(APPEND pysnmp_modules ${module})
+endforeach()
+string(TIMESTAMP pysnmp_ended "%s")
+math(EXPR pysnmp_seconds "${pysnmp_ended} - ${pysnmp_started}")
+string(REGEX MATCH "[0-9]+ skipped" skipped "${out}")
+list(LENGTH text_modules text_count)
+list(LENGTH pysnmp_modules pysnmp_count)
+list(JOIN text_modules " " text_list)
+list(JOIN pysnmp_modules " " pysnmp_list)
+message(STATUS "From MIB text (${text_count}): ${text_list}")
+message(STATUS "From pysnmp's compiled modules (${pysnmp_count}, converted in ${pysnmp_seconds} s; ${skipped} also in MIB text, taken from the text): ${pysnmp_list}")
+list(APPEND mibx_files ${pysnmp_files})
+math(EXPR count "${text_count} + ${pysnmp_count}")
 
 set(tmp ${OUTPUT}.new)
 file(REMOVE ${tmp} ${tmp}-wal ${tmp}-shm)
@@ -60,7 +104,7 @@ foreach(k ${keyed})
     string(REGEX REPLACE "^[^|]*\\|" "" f "${k}")
     list(APPEND mibx_files ${f})
 endforeach()
-execute_process(COMMAND ${QXMIB} --db ${tmp} import --quiet --one-primary ${mibx_files}
+execute_process(COMMAND ${QXMIB} --db ${tmp} import --quiet --one-primary --no-sync ${mibx_files}
     RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
 if(NOT rc EQUAL 0)
     file(REMOVE ${tmp} ${tmp}-wal ${tmp}-shm)
@@ -69,4 +113,20 @@ endif()
 execute_process(COMMAND ${QXMIB} db seal ${tmp} COMMAND_ERROR_IS_FATAL ANY)
 file(REMOVE ${OUTPUT}-wal ${OUTPUT}-shm)
 file(RENAME ${tmp} ${OUTPUT})
-message(STATUS "${count} modules in ${OUTPUT}")
+
+# The MIB text the database was built from goes beside it (mibs/), one file per
+# module, the one compiled: qxmib compile finds the imports of new modules there.
+file(MAKE_DIRECTORY ${text_dir})
+set(copied)
+foreach(f ${files})
+    get_filename_component(module ${f} NAME_WE)
+    if(NOT module IN_LIST copied)
+        list(APPEND copied ${module})
+        file(COPY ${f} DESTINATION ${text_dir})
+    endif()
+endforeach()
+string(TIMESTAMP ended "%s")
+math(EXPR seconds "${ended} - ${started}")
+file(SIZE ${OUTPUT} bytes)
+math(EXPR kib "${bytes} / 1024")
+message(STATUS "${count} modules in ${OUTPUT}: ${kib} KiB, built in ${seconds} s")

@@ -8,7 +8,14 @@
 // Compiles MIB modules from SMIv1/SMIv2 source text into MIB-X files, one file
 // per module, named after the module with the extension ".mibx". Imports are
 // resolved from the modules of the files given (whatever their file names),
-// their folders, the search path set here and libsmi's configured path.
+// their folders, the search path set here and libsmi's configured path; an
+// import found in none of them is reported with the file and line that name it.
+//
+// libsmi runs in a worker process (qxmib-compile-worker) that compile() starts
+// and waits for: a file on which libsmi crashes, hangs past the time limit or
+// runs out of memory is reported as "the MIB compiler stopped on this file",
+// and the files after it are compiled in a fresh worker. The caller's process
+// never runs libsmi, so any number of compilers may be used, one after another.
 //
 // Objects are written with numeric dotted OIDs, parents before children. The
 // SYNTAX of a table is "SEQUENCE", of a row its entry type's name, of a
@@ -16,8 +23,6 @@
 // textual convention when they use one, else their SMI base type's name.
 // Every file also lists, under MIBX/TYPES, the textual conventions the module
 // defines or uses, with their root type and type code, for the Types table.
-//
-// libsmi keeps global state: use one compiler at a time in a process.
 class MibCompiler
 {
 public:
@@ -54,6 +59,14 @@ public:
     void setErrorLevel(int level) { m_errorLevel = level; }
     // The time written as COMPILED (default: the time of the call).
     void setCompiledTime(const QDateTime &time) { m_compiled = time; }
+    // How long libsmi may work on one file before it is stopped (default 60 s).
+    void setTimeLimit(int milliseconds) { m_timeLimit = milliseconds; }
+    // The address space the worker may take, in MiB (default 1024).
+    void setMemoryLimit(int mebibytes) { m_memoryLimit = mebibytes; }
+    // The worker program (default: qxmib-compile-worker beside the running
+    // program, else where the build put it).
+    void setWorkerProgram(const QString &program) { m_worker = program; }
+    QString workerProgram() const;
 
     // Compiles every module of the files into outputDir (created when missing).
     // A file whose module appeared in an earlier file of the list is skipped.
@@ -63,7 +76,13 @@ public:
     static QString moduleNameOf(const QString &sourceFile);
 
 private:
+    struct Run;
+    int runWorker(Run &run, int first);
+
     QStringList m_searchPath;
     int m_errorLevel = 2;
     QDateTime m_compiled;
+    int m_timeLimit = 60000;
+    int m_memoryLimit = 1024;
+    QString m_worker;
 };

@@ -1,0 +1,58 @@
+#include "liveviewcli.h"
+
+#include "snmp/peloruswrapper.h"
+
+#include <QVariant>
+
+bool LiveViewOptions::parse(const QStringList &args, const QStringList &ownFlags, const QStringList &ownValued,
+                            QString *error)
+{
+    QStringList rest;
+    for (int i = 0; i < args.size(); ++i) {
+        const QString a = args.at(i);
+        if (a == QLatin1String("--"))
+            rest += args.mid(i);
+        if (a == QLatin1String("--"))
+            break;
+        if (ownFlags.contains(a)) {
+            flags.append(a);
+        } else if (ownValued.contains(a)) {
+            if (i + 1 >= args.size()) {
+                *error = QStringLiteral("Option %1 needs a value").arg(a);
+                return false;
+            }
+            values.insert(a, args.at(++i));
+        } else {
+            rest.append(a);
+        }
+    }
+    if (!SnmpCli::parseOptions(rest, &snmp, error))
+        return false;
+    // The target and one object.
+    if (snmp.rest.size() != 1) {
+        *error = QStringLiteral("give the agent and one table or OID");
+        return false;
+    }
+    return true;
+}
+
+void LiveViewOptions::applyTo(QObject *view)
+{
+    view->setProperty("Target", snmp.target);
+    view->setProperty("Community", snmp.community);
+    view->setProperty("SNMPVersion", snmp.version);
+    view->setProperty("SessionHandle", QVariant::fromValue(&snmp.v3));
+    // The views write the user's settings into the engine when they are created.
+    if (snmp.timeoutMs >= 0)
+        PelorusWrapper::instance()->setSNMPTimeout(snmp.timeoutMs);
+    if (snmp.retries >= 0)
+        PelorusWrapper::instance()->setSNMPRetries(short(snmp.retries));
+}
+
+const char *LiveViewOptions::usage()
+{
+    return "TARGET is an address or host name, optionally with :port; IPv6 as [addr]:port.\n"
+           "SNMP options as the other SNMP commands: -v 1|2c|3 (default 2c) -c COMMUNITY (default public)\n"
+           "-t TIMEOUT_SECONDS -r RETRIES, and -u -l -a -A -x -X -n -E for version 3.\n"
+           "Time-out, retries and the bulk request size default to the user's SNMP settings.\n";
+}

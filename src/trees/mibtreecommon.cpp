@@ -1,0 +1,3 @@
+#include "trees/mibtreecommon.h"
+
+MIBTreeCommon::~MIBTreeCommon() = default;
