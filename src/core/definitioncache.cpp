@@ -274,7 +274,8 @@ struct TreeColumns
     }
     bool complete() const
     {
-        for (int i = 0; i < Calculation; ++i) {
+        // Older database files may lack the last two.
+        for (int i = 0; i < IndexBy; ++i) {
             if (at[i] < 0)
                 return false;
         }
@@ -296,7 +297,8 @@ struct TreeColumns
         t.enumeration = columnText(stmt, at[Enum]);
         t.parse = columnText(stmt, at[Parse]);
         t.units = columnText(stmt, at[Units]);
-        t.indexBy = columnText(stmt, at[IndexBy]);
+        if (at[IndexBy] >= 0)
+            t.indexBy = columnText(stmt, at[IndexBy]);
         t.hasCalculation = at[Calculation] >= 0;
         if (t.hasCalculation)
             t.calculation = columnText(stmt, at[Calculation]);
