@@ -62,7 +62,7 @@ QString gridText(const QAbstractItemView *grid, int row, int column)
 
 QString htmlTable(const QString &tabSeparated)
 {
-    QString html = QStringLiteral("<table border=1 cellspacing=0 cellpadding=2 style='font-size:8pt'>");
+    QString html = QStringLiteral("<table border=1 cellspacing=0 cellpadding=2>");
     const QStringList lines = tabSeparated.split(u'\n', Qt::SkipEmptyParts);
     for (int i = 0; i < lines.size(); ++i) {
         html += QStringLiteral("<tr>");
@@ -206,8 +206,8 @@ void MainWindow::createControls()
     m_progress->hide();
     statusBar()->addWidget(m_status, 1);
     statusBar()->addPermanentWidget(m_progress);
-    auto *database = new QLabel(QDir::toNativeSeparators(Globals::databasePath()));
-    database->setToolTip(tr("The MIB database"));
+    auto *database = new QLabel(QFileInfo(Globals::databasePath()).fileName());
+    database->setToolTip(tr("The MIB database: %1").arg(QDir::toNativeSeparators(Globals::databasePath())));
     statusBar()->addPermanentWidget(database);
 }
 
@@ -464,9 +464,10 @@ void MainWindow::tableComplete(bool Cancelled)
     const int rows = qMax(0, m_table->property("Rows").toInt() - 1);
     const auto *label = m_table->findChild<QLabel *>(QStringLiteral("Message"));
     const QString message = label != nullptr ? label->text() : QString();
+    const bool unsupported = m_table->property("UnSupported").toBool();
     if (!message.isEmpty()) {
-        log(message, true);
-        showNotice(explain(message, m_tableTarget), !m_table->property("UnSupported").toBool());
+        log(message, !unsupported);
+        showNotice(explain(message, m_tableTarget), !unsupported);
     } else if (!Cancelled) {
         rememberTarget(m_tableTarget);
     }
@@ -504,6 +505,8 @@ void MainWindow::browserComplete(bool Cancelled)
         setIdle(tr("Cancelled: %n object(s) of %1", nullptr, rows).arg(m_walkName));
     else if (!error.isEmpty())
         setIdle(tr("%1 from %2: %3").arg(m_walkName, m_walkTarget.address(), error));
+    else if (unsupported && rows == 1)
+        setIdle(tr("%1: nothing on %2").arg(m_walkName, m_walkTarget.address()));
     else
         setIdle(tr("%1: %n object(s) from %2", nullptr, rows).arg(m_walkName, m_walkTarget.address()));
 }
@@ -516,7 +519,8 @@ QString MainWindow::explain(const QString &error, const SnmpTarget &target) cons
         || e.contains(QLatin1String("no response"))) {
         QString text = tr("No answer from %1.").arg(agent) + u' ';
         text += target.version == 3
-            ? tr("Check the address and port, that an SNMP agent runs there, and the SNMPv3 user name and engine.")
+            ? tr("Check the address and port, that an SNMP agent runs there, and the privacy protocol and pass "
+                 "phrase: an agent does not answer a request it cannot decrypt.")
             : tr("Check the address and port, that an SNMP agent runs there, and the community \"%1\": an agent "
                  "does not answer a community it does not accept.")
                   .arg(target.community);
@@ -531,6 +535,15 @@ QString MainWindow::explain(const QString &error, const SnmpTarget &target) cons
         return tr("The agent at %1 refused the SNMPv3 credentials of user \"%2\": check the authentication "
                   "protocol and pass phrase, and the privacy protocol and pass phrase.")
             .arg(agent, target.user);
+    if (e.contains(QLatin1String("authorization")) || e.contains(QLatin1String("noaccess")))
+        return tr("The agent at %1 does not let %2 read this (%3): check the security level, or ask for an "
+                  "object the agent's access rules allow.")
+            .arg(agent,
+                 target.version == 3 ? tr("user \"%1\"").arg(target.user)
+                                     : tr("community \"%1\"").arg(target.community),
+                 error);
+    if (e.contains(QLatin1String("unknown host")))
+        return tr("Cannot find the host \"%1\": check its name, or give its address.").arg(target.host);
     if (e.endsWith(QLatin1String("is not a valid mib specification.")))
         return unknownObject(m_tableName);
     if (e.endsWith(QLatin1String("is not a table.")))
@@ -858,6 +871,11 @@ bool MainWindow::printView(QPrinter *printer)
                          .arg((isTable ? m_tableName : m_walkName).toHtmlEscaped(), target.address().toHtmlEscaped(),
                               QLocale().toString(QDateTime::currentDateTime(), QLocale::ShortFormat))
                      + htmlTable(Controls::result<QString>(grid, "TableText", false)));
+    // A wide table is shrunk to the page's width rather than wrapped letter by letter.
+    const QSizeF page = printer->pageLayout().paintRect(QPageLayout::Point).size();
+    document.setTextWidth(1e6);
+    const qreal width = qMax(page.width(), document.idealWidth() + 2 * document.documentMargin());
+    document.setPageSize(QSizeF(width, width * page.height() / page.width()));
     document.print(printer);
     return true;
 }
