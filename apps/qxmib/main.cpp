@@ -72,6 +72,7 @@ int main(int argc, char *argv[])
     // A message box has nobody to answer it here: say it on stderr.
     MessageSink::setHandler([](const QString &text, const QString &) {
         QString t = text;
+        t.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
         t.replace(QChar(13), QLatin1Char('\n'));
         printErr(t + QLatin1Char('\n'));
     });

@@ -155,7 +155,7 @@ StyledText DetailsLayout::controlLayout(const Fields &fields, const QString &tit
     return text;
 }
 
-StyledText DetailsLayout::mibxLayout(const MibxFields &fields)
+StyledText DetailsLayout::mibxLayout(const MibxFields &fields, ValueRow valueRow)
 {
     StyledText text;
     append(text, TreeTitle, fields.name + crlf + crlf);
@@ -163,7 +163,7 @@ StyledText DetailsLayout::mibxLayout(const MibxFields &fields)
         append(text, TreeCaption, QLatin1String(caption) + tab);
         append(text, Plain, value + crlf);
     };
-    if (!fields.value.isEmpty())
+    if (valueRow == ValueRow::Always || !fields.value.isEmpty())
         row("Value ", fields.value);
     row("OID ", fields.oid);
     row("Type ", fields.syntax);

@@ -70,9 +70,10 @@ public:
     static StyledText controlLayout(const Fields &fields, const QString &title, const QString &rawValue,
                                     const QString &parsedValue);
 
-    // The name as heading, the "Value " (when there is one), "OID ", "Type ", "Access " and
-    // "Status " rows, "From " the module (when known), then the description.
-    static StyledText mibxLayout(const MibxFields &fields);
+    enum class ValueRow { WhenSet, Always };
+    // The name as heading, the "Value " (always, or only when there is one), "OID ", "Type ",
+    // "Access " and "Status " rows, "From " the module (when known), then the description.
+    static StyledText mibxLayout(const MibxFields &fields, ValueRow valueRow = ValueRow::WhenSet);
 
     static void append(StyledText &text, Style style, const QString &piece);
     static StyledText::Piece styled(Style style, const QString &piece);

@@ -110,6 +110,56 @@ MIBTreeModel::Node *MIBTreeModel::addChild(Node *parent, const NewRow &row)
     return parent->children.back().get();
 }
 
+namespace {
+
+qulonglong lastArc(const MIBTreeModel::Node &node)
+{
+    return QStringView(node.oid).mid(node.oid.lastIndexOf(u'.') + 1).toULongLong();
+}
+
+} // namespace
+
+MIBTreeModel::Node *MIBTreeModel::insertChildInArcOrder(Node *parent, const NewRow &row)
+{
+    if (parent == nullptr || m_byKey.contains(row.key))
+        return nullptr;
+    auto &siblings = parent->children;
+    Node probe;
+    probe.oid = row.oid;
+    const qulonglong arc = lastArc(probe);
+    // Children mostly arrive in order: look from the end.
+    int position = int(siblings.size());
+    while (position > 0 && !siblings[position - 1]->isPlaceholder() && lastArc(*siblings[position - 1]) > arc)
+        --position;
+    if (m_bulk == 0)
+        beginInsertRows(indexOf(parent), position, position);
+    siblings.insert(siblings.begin() + position, makeNode(parent, row, position));
+    for (int i = position + 1; i < int(siblings.size()); ++i)
+        siblings[i]->row = i;
+    m_orderValid = false;
+    if (m_bulk == 0)
+        endInsertRows();
+    return siblings[position].get();
+}
+
+bool MIBTreeModel::rekey(Node *node, const QString &key, const QString &caption)
+{
+    if (node == nullptr || (key != node->key && m_byKey.contains(key)))
+        return false;
+    if (Node *placeholder = find(QStringLiteral("X:") + node->key)) {
+        m_byKey.remove(placeholder->key);
+        placeholder->key = QStringLiteral("X:") + key;
+        m_byKey.insert(placeholder->key, placeholder);
+    }
+    m_byKey.remove(node->key);
+    node->key = key;
+    node->caption = caption;
+    m_byKey.insert(key, node);
+    if (m_bulk == 0)
+        Q_EMIT dataChanged(indexOf(node), indexOf(node, 1));
+    return true;
+}
+
 void MIBTreeModel::unregister(Node *node)
 {
     m_byKey.remove(node->key);

@@ -78,6 +78,11 @@ public:
     // Returns how many were added.
     int addChildren(Node *parent, const QVector<NewRow> &rows);
     Node *addChild(Node *parent, const NewRow &row);
+    // Inserts a row with a new key among the parent's children by the number of
+    // its last arc (a placeholder stays first); null when the key exists.
+    Node *insertChildInArcOrder(Node *parent, const NewRow &row);
+    // Gives a row another key (its placeholder follows) and caption; false when the key is taken.
+    bool rekey(Node *node, const QString &key, const QString &caption);
     // Removes a node and everything below it.
     void removeNode(Node *node);
     // Removes the "X:" row under the node, if it has one. True when one was removed.

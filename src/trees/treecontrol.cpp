@@ -587,12 +587,18 @@ void TreeControl::currentRowArrived()
     if (node == nullptr || node->key == d->currentKey)
         return;
     d->currentKey = node->key;
-    if (!node->key.startsWith(QLatin1String("O:")))
-        return;
     QXMibOID &record = d->record();
+    if (showCurrentRow(node, record))
+        Q_EMIT SelectionChanged(&record);
+}
+
+bool TreeControl::showCurrentRow(const MIBTreeModel::Node *node, QXMibOID &record)
+{
+    if (!node->key.startsWith(QLatin1String("O:")))
+        return false;
     record.setOID(node->key.mid(2));
     ShowOIDDetails(&record);
-    Q_EMIT SelectionChanged(&record);
+    return true;
 }
 
 void TreeControl::SelectOID(const QString &OID)

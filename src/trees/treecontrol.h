@@ -115,6 +115,9 @@ protected:
     void showInPane(const StyledText &text);
     // Runs the current-row handling for the current index, as if it had just moved there.
     virtual void currentRowArrived();
+    // For the row that just became current: loads the record with its OID and shows its
+    // details. False for a row that is no OID row; by default only "O:" rows are.
+    virtual bool showCurrentRow(const MIBTreeModel::Node *node, QXMibOID &record);
     // Every event handler runs its work through here: errors become a message box.
     static void guarded(const std::function<void()> &work);
 

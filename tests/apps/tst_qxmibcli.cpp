@@ -214,6 +214,22 @@ private Q_SLOTS:
         QVERIFY(run({QStringLiteral("--db"), fixture.path(), QStringLiteral("modules")}).out.endsWith(QStringLiteral("\n2 modules, 16 OIDs\n")));
     }
 
+    // A MIB-X file's objects under the database's rows; what cannot be placed goes to stderr.
+    void view()
+    {
+        QTemporaryDir dir;
+        QFile file(dir.filePath(QStringLiteral("t.mibx")));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("<MIBX><MODULE><NAME>T-MIB</NAME></MODULE><TREE><tMIB><OID>1.3.6.1.2.1.99</OID><SYNTAX/></tMIB>"
+                   "<lost><OID>9.9</OID><SYNTAX/></lost></TREE></MIBX>");
+        file.close();
+        const Result r = run({QStringLiteral("--db"), m_fixture->path(), QStringLiteral("view"), file.fileName()});
+        QCOMPARE(r.status, 1);
+        QVERIFY2(r.out.contains(QStringLiteral("\n          mib-2 (1)  1.3.6.1.2.1\n            tMIB (99)  1.3.6.1.2.1.99\n")),
+                 qPrintable(r.out));
+        QCOMPARE(r.err, QStringLiteral("Cannot load tree for lost (9.9)\n"));
+    }
+
     void help()
     {
         const Result r = run({QStringLiteral("--help")});
