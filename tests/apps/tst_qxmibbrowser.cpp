@@ -81,6 +81,9 @@ private Q_SLOTS:
         QFile f(file);
         QVERIFY(f.open(QIODevice::WriteOnly) && f.write(acme) == acme.size());
         f.close();
+        QWidget *viewer = w.openMibxFile(file);
+        QVERIFY(viewer != nullptr);
+        QCOMPARE(viewer->property("ModuleName").toString(), QStringLiteral("ACME-MIB"));
         QCOMPARE(w.importFiles({file}), QStringList{QStringLiteral("ACME-MIB")});
         QMetaObject::invokeMethod(w.tree(), "SelectOID", Q_ARG(QString, QStringLiteral("1.3.6.1.2.1.99.1")));
         QCOMPARE(w.tree()->property("MIBName").toString(), QStringLiteral("ACME-MIB"));
