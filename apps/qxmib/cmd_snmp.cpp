@@ -131,8 +131,19 @@ private:
 
     void print(const VarBind &b)
     {
-        printOut(b.OID + QLatin1Char('\t') + (b.Status == 0 ? m_names.nameOf(b.OID) : b.OID) + QLatin1Char('\t')
-                 + renderedValue(b, m_names) + QLatin1Char('\n'));
+        QString line;
+        append(line, b);
+        printOut(line);
+    }
+
+    void append(QString &out, const VarBind &b)
+    {
+        out += b.OID;
+        out += QLatin1Char('\t');
+        out += b.Status == 0 ? m_names.nameOf(b.OID) : b.OID;
+        out += QLatin1Char('\t');
+        out += renderedValue(b, m_names);
+        out += QLatin1Char('\n');
     }
 
     // What net-snmp's tools print for a failed request; returns the exit status.
@@ -282,19 +293,35 @@ private:
             m_status = 1;
             return;
         }
-        for (const VarBind &b : list->items()) {
-            if (b.Status != 0 || !inside(b.OID, m_root))
-                return;
-            if (!lessThan(m_last, b.OID)) {
-                printErr(QStringLiteral("Error: OID not increasing: %1\n >= %2\n").arg(m_last, b.OID));
-                m_status = 1;
-                return;
+        const QVector<VarBind> bindings = list->items();
+        qsizetype taken = 0;
+        bool ended = false;
+        QString error;
+        for (const VarBind &b : bindings) {
+            if (b.Status != 0 || !inside(b.OID, m_root)) {
+                ended = true;
+                break;
             }
-            print(b);
+            if (!lessThan(m_last, b.OID)) {
+                error = QStringLiteral("Error: OID not increasing: %1\n >= %2\n").arg(m_last, b.OID);
+                ended = true;
+                break;
+            }
             m_last = b.OID;
-            ++m_walked;
+            ++taken;
         }
-        step();
+        m_walked += int(taken);
+        // The agent works on the next request while this reply is written out, in one block.
+        if (!ended)
+            step();
+        QString block;
+        for (qsizetype i = 0; i < taken; ++i)
+            append(block, bindings.at(i));
+        printOut(block);
+        if (!error.isEmpty()) {
+            printErr(error);
+            m_status = 1;
+        }
     }
 
     Mode m_mode;

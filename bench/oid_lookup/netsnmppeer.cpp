@@ -12,7 +12,12 @@
 #include <net-snmp/net-snmp-config.h>
 #include <net-snmp/net-snmp-includes.h>
 
+#include <cstdio>
 #include <cstdlib>
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 using namespace OidLookupBench;
 
@@ -24,9 +29,9 @@ struct Row
     QString name;
 };
 
-// One module per MIB of the Tree table, as plain OBJECT IDENTIFIER assignments:
-// what net-snmp keeps of a definition for resolving an OID is its label and place.
-int writeSources(const QString &databasePath, const QString &mibDir)
+} // namespace
+
+int NetSnmpPeer::writeSources(const QString &databasePath, const QString &mibDir)
 {
     sqlite3 *db = nullptr;
     sqlite3_open_v2(databasePath.toUtf8().constData(), &db, SQLITE_OPEN_READONLY, nullptr);
@@ -73,54 +78,93 @@ int writeSources(const QString &databasePath, const QString &mibDir)
     return int(modules.size());
 }
 
-QString oidOf(struct tree *node)
-{
-    QStringList arcs;
-    for (struct tree *t = node; t != nullptr; t = t->parent)
-        arcs.prepend(QString::number(t->subid));
-    return arcs.join(u'.');
-}
+namespace {
 
-} // namespace
-
-NetSnmpPeer::Result NetSnmpPeer::run(const QString &databasePath, const QString &mibDir,
-                                     const QStringList &instanceOids, const QStringList &bases)
+NetSnmpPeer::Result runHere(const QStringList &mibDirs, const QStringList &oids)
 {
-    Result result;
-    result.modules = writeSources(databasePath, mibDir);
+    NetSnmpPeer::Result result;
+    for (const QString &dir : mibDirs)
+        result.modules += int(QDir(dir).entryList(QDir::Files).size());
 
     // Only these modules, no configuration files of the machine.
-    setenv("MIBDIRS", mibDir.toLocal8Bit().constData(), 1);
+    setenv("MIBDIRS", mibDirs.join(u':').toLocal8Bit().constData(), 1);
     setenv("MIBS", "ALL", 1);
-    setenv("SNMPCONFPATH", mibDir.toLocal8Bit().constData(), 1);
+    setenv("SNMPCONFPATH", mibDirs.first().toLocal8Bit().constData(), 1);
     netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_DONT_READ_CONFIGS, 1);
+    netsnmp_ds_set_int(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_MIB_WARNINGS, 0);
     snmp_set_do_debugging(0);
+    snmp_set_save_descriptions(0);
 
     const Clock::time_point s0 = Clock::now();
     netsnmp_init_mib();
     result.startSeconds = seconds(s0, Clock::now());
 
     QVector<QByteArray> texts;
-    texts.reserve(instanceOids.size());
-    for (const QString &o : instanceOids)
+    texts.reserve(oids.size());
+    for (const QString &o : oids)
         texts.append(o.toLatin1());
     QVector<struct tree *> nodes(texts.size(), nullptr);
 
     struct tree *head = get_tree_head();
-    const Clock::time_point t0 = Clock::now();
-    for (int i = 0; i < texts.size(); ++i) {
-        oid name[MAX_OID_LEN];
-        size_t length = MAX_OID_LEN;
-        if (read_objid(texts.at(i).constData(), name, &length))
-            nodes[i] = get_tree(name, length, head);
-    }
-    result.rate = texts.size() / seconds(t0, Clock::now());
+    result.rate = measure(texts.size(), [&] {
+        for (int i = 0; i < texts.size(); ++i) {
+            oid name[MAX_OID_LEN];
+            size_t length = MAX_OID_LEN;
+            nodes[i] = read_objid(texts.at(i).constData(), name, &length) ? get_tree(name, length, head) : nullptr;
+        }
+    });
+    for (struct tree *node : std::as_const(nodes))
+        result.labels.append(node != nullptr && node->label != nullptr ? QString::fromLatin1(node->label) : QString());
+    return result;
+}
 
-    // Checked after the clock stopped: each must land on its own definition.
-    for (int i = 0; i < nodes.size(); ++i) {
-        if (nodes.at(i) != nullptr && oidOf(nodes.at(i)) == bases.at(i))
-            ++result.found;
+} // namespace
+
+// net-snmp's MIB tree is process-wide and does not parse a second set of
+// modules after shutdown_mib(): each run gets a process of its own.
+NetSnmpPeer::Result NetSnmpPeer::run(const QStringList &mibDirs, const QStringList &oids)
+{
+    int pipeFds[2];
+    if (::pipe(pipeFds) != 0)
+        return {};
+    std::fflush(nullptr);
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::close(pipeFds[0]);
+        // Its parse warnings are not ours to show.
+        const int null = ::open("/dev/null", O_WRONLY);
+        ::dup2(null, STDERR_FILENO);
+        const Result r = runHere(mibDirs, oids);
+        QByteArray out = QByteArray::number(r.modules) + ' ' + QByteArray::number(r.startSeconds, 'g', 17) + ' '
+            + QByteArray::number(r.rate.wall, 'g', 17) + ' ' + QByteArray::number(r.rate.cpu, 'g', 17) + '\n';
+        for (const QString &l : r.labels)
+            out += l.toLatin1() + '\n';
+        for (qsizetype done = 0; done < out.size();) {
+            const ssize_t n = ::write(pipeFds[1], out.constData() + done, size_t(out.size() - done));
+            if (n <= 0)
+                break;
+            done += n;
+        }
+        ::_exit(0);
     }
-    shutdown_mib();
+    ::close(pipeFds[1]);
+    QByteArray in;
+    char buffer[65536];
+    ssize_t n;
+    while ((n = ::read(pipeFds[0], buffer, sizeof buffer)) > 0)
+        in.append(buffer, n);
+    ::close(pipeFds[0]);
+    ::waitpid(child, nullptr, 0);
+    Result result;
+    const QList<QByteArray> lines = in.split('\n');
+    const QList<QByteArray> head = lines.value(0).split(' ');
+    if (head.size() == 4) {
+        result.modules = head.at(0).toInt();
+        result.startSeconds = head.at(1).toDouble();
+        result.rate.wall = head.at(2).toDouble();
+        result.rate.cpu = head.at(3).toDouble();
+        for (int i = 1; i <= oids.size() && i < lines.size(); ++i)
+            result.labels.append(QString::fromLatin1(lines.at(i)));
+    }
     return result;
 }

@@ -36,11 +36,15 @@ DatabasePrivate::~DatabasePrivate()
 
 void DatabasePrivate::close()
 {
+    definitions.reset();
     for (CachedStatement *s : std::as_const(cache)) {
         sqlite3_finalize(s->stmt);
         delete s;
     }
     cache.clear();
+    if (db != nullptr && !journalToRestore.isEmpty())
+        restoreJournal(db, journalToRestore);
+    journalToRestore.clear();
     if (db != nullptr) {
         sqlite3_close_v2(db);
         db = nullptr;

@@ -56,5 +56,7 @@ public:
 
 private:
     friend class Recordset;
+    friend class DefinitionCache;
+    friend class DurableBatch;
     std::unique_ptr<DatabasePrivate> d;
 };

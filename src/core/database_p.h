@@ -1,5 +1,6 @@
 #pragma once
 
+#include "definitioncache_p.h"
 #include "jetdialect_p.h"
 
 #include <QHash>
@@ -39,4 +40,10 @@ public:
     sqlite3 *db = nullptr;
     QString path;
     QHash<QByteArray, CachedStatement *> cache;
+    QHash<QString, QByteArray> quotedNames; // column and table names as written statements quote them
+    // Built on the first look-up that uses it; dropped with the connection.
+    std::unique_ptr<DefinitionCache> definitions;
+    // The journal mode a write batch could not give back yet (DurableBatch).
+    QByteArray journalToRestore;
+    static bool restoreJournal(sqlite3 *db, const QByteArray &mode);
 };

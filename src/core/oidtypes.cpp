@@ -1,5 +1,6 @@
 #include "oidtypes.h"
 
+#include "definitioncache_p.h"
 #include "globals.h"
 #include "objectfactory.h"
 #include "oidtype.h"
@@ -127,19 +128,27 @@ QList<OIDType *> OIDTypes::NewEnum() const
 
 void OIDTypes::Refresh()
 {
-    Recordset rs(Globals::database(), QStringLiteral("Select * From Types"));
-    while (!rs.eof()) {
-        const QString name = rs.text(QStringLiteral("Type")).toUpper();
+    auto add = [this](const QString &typeName, const QString &root, const QVariant &code) {
+        const QString name = typeName.toUpper();
         if (d->byKey.contains(name))
             throw QXMibError(QXMibError::KeyAlreadyExists,
                              QStringLiteral("This key is already associated with an element of this collection (%1)")
                                  .arg(name));
-        const short value = toShort(rs.value(QStringLiteral("Value")));
+        const short value = toShort(code);
         auto *type = new OIDType(this);
         type->setOIDType(name);
-        type->setRootType(rs.text(QStringLiteral("Root")).toUpper());
+        type->setRootType(root.toUpper());
         type->setValue(value);
         d->append(type, name);
+    };
+    if (DefinitionCache *cache = DefinitionCache::answering(Globals::database(), DefinitionCache::Question::Types)) {
+        for (const TypeDefinition &t : cache->types())
+            add(t.type, t.root, t.value);
+        return;
+    }
+    Recordset rs(Globals::database(), QStringLiteral("Select * From Types"));
+    while (!rs.eof()) {
+        add(rs.text(QStringLiteral("Type")), rs.text(QStringLiteral("Root")), rs.value(QStringLiteral("Value")));
         rs.moveNext();
     }
 }

@@ -2,6 +2,7 @@
 
 #include "commonfunctions.h"
 #include "database.h"
+#include "definitioncache_p.h"
 #include "globals.h"
 #include "objectfactory.h"
 #include "parser.h"
@@ -12,12 +13,63 @@
 
 QXMIB_REGISTER_CLASS(OID, QXMibOID)
 
+using Question = DefinitionCache::Question;
+
 class QXMibOIDPrivate
 {
 public:
+    // A record loaded from the definition cache shares the cached row and reads
+    // its fields from it; a field holds a value of its own once it is set, cleared
+    // or loaded from a recordset. So a resolution copies no field.
+    enum Field : quint32 {
+        Oid = 1u << 0,
+        BaseOid = 1u << 1,
+        ParentOid = 1u << 2,
+        Index = 1u << 3,
+        Mib = 1u << 4,
+        FullName = 1u << 5,
+        Name = 1u << 6,
+        BaseName = 1u << 7,
+        Description = 1u << 8,
+        Status = 1u << 9,
+        Access = 1u << 10,
+        TypeCode = 1u << 11,
+        TypeName = 1u << 12,
+        Enumeration = 1u << 13,
+        Units = 1u << 14,
+        Parse = 1u << 15,
+        IndexBy = 1u << 16,
+        Calculation = 1u << 17,
+        AllFields = (1u << 18) - 1,
+    };
+
     void load(const Recordset &rs);
-    // A recordset on the shared connection.
+    void load(const TreeDefinition *t, const QString &suffix, const QString &fullOid);
+    void derive();
+    // The shared connection.
     static Database *db() { return Globals::database(); }
+    // Its definitions in memory, when they answer the question for this file.
+    static DefinitionCache *cache(Question question) { return DefinitionCache::answering(db(), question); }
+
+    QString text(Field f, const QString &mine, QString TreeDefinition::*column) const
+    {
+        return (own & f) != 0 ? mine : row.constData()->*column;
+    }
+    int number(Field f, int mine, int TreeDefinition::*column) const
+    {
+        return (own & f) != 0 ? mine : row.constData()->*column;
+    }
+    template<typename T>
+    void set(Field f, T &field, const T &value)
+    {
+        field = value;
+        own |= f;
+    }
+
+    QExplicitlySharedDataPointer<const TreeDefinition> row;
+    quint32 own = AllFields;
+    QString rowOid;    // the full OID the row was found for
+    QString rowSuffix; // its instance suffix
 
     QString oid;
     QString baseOid;
@@ -61,27 +113,45 @@ QXMibOID::DetailsHandler &detailsHandler()
 
 void QXMibOIDPrivate::load(const Recordset &rs)
 {
-    baseOid = rs.text(QStringLiteral("OID"));
-    parentOid = rs.text(QStringLiteral("ParentOID"));
-    mib = rs.text(QStringLiteral("MIB"));
-    baseName = rs.text(QStringLiteral("Name"));
-    typeCode = rs.value(QStringLiteral("TypeI")).toInt();
-    typeName = rs.text(QStringLiteral("TypeS"));
-    description = rs.text(QStringLiteral("Description"));
-    status = rs.value(QStringLiteral("Status")).toInt();
-    access = rs.value(QStringLiteral("Access")).toInt();
-    enumeration = rs.text(QStringLiteral("Enum"));
-    parse = rs.text(QStringLiteral("Parse"));
-    units = rs.text(QStringLiteral("Units"));
-    indexBy = rs.text(QStringLiteral("IndexBy"));
+    set(BaseOid, baseOid, rs.text(QStringLiteral("OID")));
+    set(ParentOid, parentOid, rs.text(QStringLiteral("ParentOID")));
+    set(Mib, mib, rs.text(QStringLiteral("MIB")));
+    set(BaseName, baseName, rs.text(QStringLiteral("Name")));
+    set(TypeCode, typeCode, rs.value(QStringLiteral("TypeI")).toInt());
+    set(TypeName, typeName, rs.text(QStringLiteral("TypeS")));
+    set(Description, description, rs.text(QStringLiteral("Description")));
+    set(Status, status, rs.value(QStringLiteral("Status")).toInt());
+    set(Access, access, rs.value(QStringLiteral("Access")).toInt());
+    set(Enumeration, enumeration, rs.text(QStringLiteral("Enum")));
+    set(Parse, parse, rs.text(QStringLiteral("Parse")));
+    set(Units, units, rs.text(QStringLiteral("Units")));
+    set(IndexBy, indexBy, rs.text(QStringLiteral("IndexBy")));
     // Older database files may lack the column.
     if (rs.hasField(QStringLiteral("Calculation")))
-        calculation = rs.text(QStringLiteral("Calculation"));
+        set(Calculation, calculation, rs.text(QStringLiteral("Calculation")));
+    derive();
+}
 
-    oid = baseOid + suffix;
-    index = suffix.startsWith(u'.') ? suffix.mid(1) : suffix;
-    name = baseName + suffix;
-    fullName = mib + u':' + baseName + suffix;
+void QXMibOIDPrivate::load(const TreeDefinition *t, const QString &instanceSuffix, const QString &fullOid)
+{
+    quint32 kept = 0;
+    if (!t->hasCalculation) {
+        // A row without the column leaves the calculation as it was.
+        calculation = text(Calculation, calculation, &TreeDefinition::calculation);
+        kept = Calculation;
+    }
+    row = QExplicitlySharedDataPointer<const TreeDefinition>(t);
+    rowSuffix = instanceSuffix;
+    rowOid = fullOid;
+    own = kept;
+}
+
+void QXMibOIDPrivate::derive()
+{
+    set(Oid, oid, baseOid + suffix);
+    set(Index, index, suffix.startsWith(u'.') ? suffix.mid(1) : suffix);
+    set(Name, name, baseName + suffix);
+    set(FullName, fullName, mib + u':' + baseName + suffix);
 }
 
 QXMibOID::QXMibOID(QObject *parent)
@@ -95,21 +165,28 @@ QXMibOID::~QXMibOID() = default;
 
 QString QXMibOID::OID() const
 {
-    return d->oid;
+    return (d->own & QXMibOIDPrivate::Oid) != 0 ? d->oid : d->rowOid;
 }
 
 void QXMibOID::setOID(const QString &oid)
 {
     Clear();
-    QString s = oid;
-    s.remove(u'"');
-    const QString given = s;
-    if (s.endsWith(QLatin1String(".0"))) {
+    QString given = oid;
+    if (given.contains(u'"'))
+        given.remove(u'"');
+    QStringView s(given);
+    if (s.endsWith(u".0")) {
         d->suffix = QStringLiteral(".0");
         s.chop(2);
     }
+    if (DefinitionCache *cache = d->cache(Question::Oids)) {
+        qsizetype matched = 0;
+        if (const TreeDefinition *row = cache->resolve(s, &matched))
+            d->load(row, matched == given.size() ? QString() : given.mid(matched), given);
+        return;
+    }
     while (!s.isEmpty()) {
-        Recordset rs(d->db(), QStringLiteral("Select * from Tree WHERE OID = ") + Globals::dq(s)
+        Recordset rs(d->db(), QStringLiteral("Select * from Tree WHERE OID = ") + Globals::dq(s.toString())
                                   + QStringLiteral(" AND Primary=TRUE"));
         if (!rs.eof()) {
             d->load(rs);
@@ -131,7 +208,7 @@ void QXMibOID::ShowOIDDetails()
         handler = detailsHandler();
     }
     if (handler)
-        handler(d->oid);
+        handler(OID());
 }
 
 void QXMibOID::setShowDetailsHandler(DetailsHandler handler)
@@ -144,19 +221,38 @@ bool QXMibOID::Skip() const { return d->skip; }
 void QXMibOID::setSkip(bool skip) { d->skip = skip; }
 QString QXMibOID::Key() const { return d->key; }
 void QXMibOID::setKey(const QString &key) { d->key = key; }
-QString QXMibOID::ParentOID() const { return d->parentOid; }
-void QXMibOID::setParentOID(const QString &parentOid) { d->parentOid = parentOid; }
-QString QXMibOID::IndexBy() const { return d->indexBy; }
-void QXMibOID::setIndexBy(const QString &indexBy) { d->indexBy = indexBy; }
-QString QXMibOID::Calculation() const { return d->calculation; }
-void QXMibOID::setCalculation(const QString &calculation) { d->calculation = calculation; }
+QString QXMibOID::ParentOID() const
+{
+    return d->text(QXMibOIDPrivate::ParentOid, d->parentOid, &TreeDefinition::parentOid);
+}
+void QXMibOID::setParentOID(const QString &parentOid) { d->set(QXMibOIDPrivate::ParentOid, d->parentOid, parentOid); }
+QString QXMibOID::IndexBy() const { return d->text(QXMibOIDPrivate::IndexBy, d->indexBy, &TreeDefinition::indexBy); }
+void QXMibOID::setIndexBy(const QString &indexBy) { d->set(QXMibOIDPrivate::IndexBy, d->indexBy, indexBy); }
+QString QXMibOID::Calculation() const
+{
+    return d->text(QXMibOIDPrivate::Calculation, d->calculation, &TreeDefinition::calculation);
+}
+void QXMibOID::setCalculation(const QString &calculation)
+{
+    d->set(QXMibOIDPrivate::Calculation, d->calculation, calculation);
+}
 short QXMibOID::Line() const { return d->line; }
 void QXMibOID::setLine(short line) { d->line = line; }
-QString QXMibOID::Index() const { return d->index; }
-void QXMibOID::setIndex(const QString &index) { d->index = index; }
-QString QXMibOID::MIB() const { return d->mib; }
-void QXMibOID::setMIB(const QString &mib) { d->mib = mib; }
-QString QXMibOID::FullName() const { return d->fullName; }
+QString QXMibOID::Index() const
+{
+    if ((d->own & QXMibOIDPrivate::Index) != 0)
+        return d->index;
+    return d->rowSuffix.startsWith(u'.') ? d->rowSuffix.mid(1) : d->rowSuffix;
+}
+void QXMibOID::setIndex(const QString &index) { d->set(QXMibOIDPrivate::Index, d->index, index); }
+QString QXMibOID::MIB() const { return d->text(QXMibOIDPrivate::Mib, d->mib, &TreeDefinition::mib); }
+void QXMibOID::setMIB(const QString &mib) { d->set(QXMibOIDPrivate::Mib, d->mib, mib); }
+QString QXMibOID::FullName() const
+{
+    if ((d->own & QXMibOIDPrivate::FullName) != 0)
+        return d->fullName;
+    return d->row->mib + u':' + d->row->name + d->rowSuffix;
+}
 
 void QXMibOID::setFullName(const QString &fullName)
 {
@@ -174,6 +270,11 @@ void QXMibOID::setFullName(const QString &fullName)
             + QStringLiteral("  AND Primary=TRUE");
     }
     Clear();
+    if (DefinitionCache *cache = d->cache(Question::TreeRows)) {
+        if (const TreeDefinition *row = cache->firstRow(statement))
+            d->load(row, QString(), row->oid);
+        return;
+    }
     Recordset rs(d->db(), statement);
     if (!rs.eof())
         d->load(rs);
@@ -181,9 +282,15 @@ void QXMibOID::setFullName(const QString &fullName)
 
 QString QXMibOID::LongName() const
 {
+    const QString oid = OID();
+    // An OID holding a quote fails below, at the prefix that holds it.
+    if (!oid.contains(u'"')) {
+        if (DefinitionCache *cache = d->cache(Question::Oids))
+            return cache->longName(oid);
+    }
     QString result;
     QString prefix;
-    const QStringList arcs = d->oid.split(u'.');
+    const QStringList arcs = oid.split(u'.');
     for (int i = 0; i < arcs.size(); ++i) {
         if (i > 0)
             prefix += u'.';
@@ -196,24 +303,40 @@ QString QXMibOID::LongName() const
     return result;
 }
 
-QString QXMibOID::Name() const { return d->name; }
+QString QXMibOID::Name() const
+{
+    if ((d->own & QXMibOIDPrivate::Name) != 0)
+        return d->name;
+    return d->rowSuffix.isEmpty() ? d->row->name : d->row->name + d->rowSuffix;
+}
 
 void QXMibOID::setName(const QString &name)
 {
     const QString statement = QStringLiteral("Select * from Tree WHERE Name = ") + Globals::dq(name);
     Clear();
+    if (DefinitionCache *cache = d->cache(Question::TreeRows)) {
+        if (const TreeDefinition *row = cache->firstRow(statement))
+            d->load(row, QString(), row->oid);
+        return;
+    }
     Recordset rs(d->db(), statement);
     if (!rs.eof())
         d->load(rs);
 }
 
-QString QXMibOID::Description() const { return d->description; }
-void QXMibOID::setDescription(const QString &description) { d->description = description; }
-int QXMibOID::Status() const { return d->status; }
+QString QXMibOID::Description() const
+{
+    return d->text(QXMibOIDPrivate::Description, d->description, &TreeDefinition::description);
+}
+void QXMibOID::setDescription(const QString &description)
+{
+    d->set(QXMibOIDPrivate::Description, d->description, description);
+}
+int QXMibOID::Status() const { return d->number(QXMibOIDPrivate::Status, d->status, &TreeDefinition::status); }
 
 QString QXMibOID::StatusString() const
 {
-    switch (d->status) {
+    switch (Status()) {
     case 1: return QStringLiteral("mandatory");
     case 2: return QStringLiteral("optional");
     case 3: return QStringLiteral("obsolete");
@@ -222,11 +345,11 @@ QString QXMibOID::StatusString() const
     }
 }
 
-int QXMibOID::Access() const { return d->access; }
+int QXMibOID::Access() const { return d->number(QXMibOIDPrivate::Access, d->access, &TreeDefinition::access); }
 
 QString QXMibOID::AccessString() const
 {
-    switch (d->access) {
+    switch (Access()) {
     case 1: return QStringLiteral("read-only");
     case 2: return QStringLiteral("read-write");
     case 3: return QStringLiteral("write-only");
@@ -235,27 +358,33 @@ QString QXMibOID::AccessString() const
     }
 }
 
-int QXMibOID::TypeInteger() const { return d->typeCode; }
-QString QXMibOID::TypeString() const { return d->typeName; }
-QString QXMibOID::Enumerated() const { return d->enumeration; }
-QString QXMibOID::Parse() const { return d->parse; }
+int QXMibOID::TypeInteger() const
+{
+    return d->number(QXMibOIDPrivate::TypeCode, d->typeCode, &TreeDefinition::typeCode);
+}
+QString QXMibOID::TypeString() const { return d->text(QXMibOIDPrivate::TypeName, d->typeName, &TreeDefinition::typeName); }
+QString QXMibOID::Enumerated() const
+{
+    return d->text(QXMibOIDPrivate::Enumeration, d->enumeration, &TreeDefinition::enumeration);
+}
+QString QXMibOID::Parse() const { return d->text(QXMibOIDPrivate::Parse, d->parse, &TreeDefinition::parse); }
 
 void QXMibOID::setParse(const QString &parse)
 {
-    d->parse = parse;
+    d->set(QXMibOIDPrivate::Parse, d->parse, parse);
     Sync();
 }
 
-QString QXMibOID::Units() const { return d->units; }
+QString QXMibOID::Units() const { return d->text(QXMibOIDPrivate::Units, d->units, &TreeDefinition::units); }
 
 void QXMibOID::setUnits(const QString &units)
 {
-    d->units = units;
+    d->set(QXMibOIDPrivate::Units, d->units, units);
     Sync();
 }
 
-QString QXMibOID::BaseName() const { return d->baseName; }
-QString QXMibOID::BaseOID() const { return d->baseOid; }
+QString QXMibOID::BaseName() const { return d->text(QXMibOIDPrivate::BaseName, d->baseName, &TreeDefinition::name); }
+QString QXMibOID::BaseOID() const { return d->text(QXMibOIDPrivate::BaseOid, d->baseOid, &TreeDefinition::oid); }
 
 QString QXMibOID::ParseValue(const QString &value, QString &hexValue)
 {
@@ -285,34 +414,39 @@ void QXMibOID::Clear()
     d->units.clear();
     d->description.clear();
     d->indexBy.clear();
+    d->own |= QXMibOIDPrivate::Oid | QXMibOIDPrivate::Mib | QXMibOIDPrivate::Name | QXMibOIDPrivate::BaseName
+        | QXMibOIDPrivate::FullName | QXMibOIDPrivate::Status | QXMibOIDPrivate::Access | QXMibOIDPrivate::TypeCode
+        | QXMibOIDPrivate::TypeName | QXMibOIDPrivate::Enumeration | QXMibOIDPrivate::Parse | QXMibOIDPrivate::Units
+        | QXMibOIDPrivate::Description | QXMibOIDPrivate::IndexBy;
 }
 
 void QXMibOID::Sync()
 {
-    Recordset rs(d->db(), QStringLiteral("Select * from Tree WHERE OID = ") + Globals::dq(d->oid), Recordset::Mode::Updatable);
+    const QString oid = OID();
+    Recordset rs(d->db(), QStringLiteral("Select * from Tree WHERE OID = ") + Globals::dq(oid), Recordset::Mode::Updatable);
     if (rs.eof()) {
         rs.addNew();
         rs.setValue(QStringLiteral("Primary"), true);
     }
-    rs.setValue(QStringLiteral("OID"), d->oid);
-    rs.setValue(QStringLiteral("MIB"), d->mib);
-    rs.setValue(QStringLiteral("ParentOID"), d->parentOid);
-    rs.setValue(QStringLiteral("Name"), d->name);
-    rs.setValue(QStringLiteral("TypeI"), d->typeCode);
-    rs.setValue(QStringLiteral("TypeS"), d->typeName);
-    rs.setValue(QStringLiteral("Description"), d->description);
-    rs.setValue(QStringLiteral("Status"), d->status);
-    rs.setValue(QStringLiteral("Access"), d->access);
-    rs.setValue(QStringLiteral("Enum"), d->enumeration);
-    rs.setValue(QStringLiteral("Parse"), d->parse);
-    rs.setValue(QStringLiteral("Units"), d->units);
+    rs.setValue(QStringLiteral("OID"), oid);
+    rs.setValue(QStringLiteral("MIB"), MIB());
+    rs.setValue(QStringLiteral("ParentOID"), ParentOID());
+    rs.setValue(QStringLiteral("Name"), Name());
+    rs.setValue(QStringLiteral("TypeI"), TypeInteger());
+    rs.setValue(QStringLiteral("TypeS"), TypeString());
+    rs.setValue(QStringLiteral("Description"), Description());
+    rs.setValue(QStringLiteral("Status"), Status());
+    rs.setValue(QStringLiteral("Access"), Access());
+    rs.setValue(QStringLiteral("Enum"), Enumerated());
+    rs.setValue(QStringLiteral("Parse"), Parse());
+    rs.setValue(QStringLiteral("Units"), Units());
     // Older database files may lack these two columns.
     try {
-        rs.setValue(QStringLiteral("IndexBy"), d->indexBy);
+        rs.setValue(QStringLiteral("IndexBy"), IndexBy());
     } catch (const QXMibError &) {
     }
     try {
-        rs.setValue(QStringLiteral("Calculation"), d->calculation);
+        rs.setValue(QStringLiteral("Calculation"), Calculation());
     } catch (const QXMibError &) {
     }
     rs.update();
@@ -329,6 +463,25 @@ int QXMibOID::OIDIndex(const QString &oid) const
 }
 
 namespace {
+// The rows of "... AND Value = n": SQLite's numeric equality, which a text value never meets.
+const EnumValue *findValue(const QVector<EnumValue> &set, int value)
+{
+    for (const EnumValue &e : set) {
+        const bool equal = e.value.typeId() == QMetaType::LongLong ? e.value.toLongLong() == value
+            : e.value.typeId() == QMetaType::Double                ? e.value.toDouble() == double(value)
+                                                                   : false;
+        if (equal)
+            return &e;
+    }
+    return nullptr;
+}
+
+// The cache of the enumeration's set, unless the name holds a quote (its statement fails on that).
+DefinitionCache *enumCache(const QString &set)
+{
+    return set.contains(u'"') ? nullptr : DefinitionCache::answering(Globals::database(), Question::Enums);
+}
+
 QString enumStatement(const QString &set, int value)
 {
     return QStringLiteral("Select * From Enums Where Name = ") + Globals::dq(set) + QStringLiteral(" AND Value = ")
@@ -338,7 +491,12 @@ QString enumStatement(const QString &set, int value)
 
 QString QXMibOID::EnumString(int value) const
 {
-    Recordset rs(d->db(), enumStatement(d->enumeration, value));
+    const QString set = Enumerated();
+    if (DefinitionCache *cache = enumCache(set)) {
+        const EnumValue *e = findValue(cache->enumSet(set), value);
+        return (e != nullptr ? e->label : QStringLiteral("unknown")) + u'(' + QString::number(value) + u')';
+    }
+    Recordset rs(d->db(), enumStatement(set, value));
     if (rs.eof())
         return QStringLiteral("unknown(") + QString::number(value) + u')';
     return rs.text(QStringLiteral("Enum")) + u'(' + QString::number(value) + u')';
@@ -346,7 +504,13 @@ QString QXMibOID::EnumString(int value) const
 
 QString QXMibOID::EnumName(int value, const QString &defaultText) const
 {
-    Recordset rs(d->db(), enumStatement(d->enumeration, value));
+    const QString set = Enumerated();
+    if (DefinitionCache *cache = enumCache(set)) {
+        if (const EnumValue *e = findValue(cache->enumSet(set), value))
+            return e->label;
+        return defaultText.isEmpty() ? QString::number(value) : defaultText;
+    }
+    Recordset rs(d->db(), enumStatement(set, value));
     if (!rs.eof())
         return rs.text(QStringLiteral("Enum"));
     return defaultText.isEmpty() ? QString::number(value) : defaultText;
@@ -378,10 +542,20 @@ QString QXMibOID::EnumWords(int value, const QString &defaultText) const
 
 QString QXMibOID::EnumList() const
 {
-    if (d->enumeration.isEmpty())
+    const QString set = Enumerated();
+    if (set.isEmpty())
         return QString();
     QString list;
-    Recordset rs(d->db(), QStringLiteral("Select * From Enums Where Name = ") + Globals::dq(d->enumeration)
+    if (DefinitionCache *cache = enumCache(set)) {
+        for (const EnumValue &e : cache->enumSet(set)) {
+            const QString value = QString::number(e.value.toLongLong());
+            if (!list.isEmpty())
+                list += u'|';
+            list += u'#' + value + u';' + e.label + u'(' + value + u')';
+        }
+        return list;
+    }
+    Recordset rs(d->db(), QStringLiteral("Select * From Enums Where Name = ") + Globals::dq(set)
                               + QStringLiteral(" order by Value"));
     while (!rs.eof()) {
         const QString value = QString::number(rs.value(QStringLiteral("Value")).toLongLong());

@@ -209,28 +209,33 @@ void Recordset::update()
         if (d->dirty.at(i))
             changed.append(i);
     }
-    auto quoted = [](const QString &name) {
-        QString n = name;
-        n.replace(u'"', QStringLiteral("\"\""));
-        return QByteArray('"' + n.toUtf8() + '"');
+    // Names recur with every row written: each is quoted once per connection.
+    auto quoted = [this](const QString &name) -> const QByteArray & {
+        auto it = d->db->quotedNames.constFind(name);
+        if (it == d->db->quotedNames.cend()) {
+            QString n = name;
+            n.replace(u'"', QStringLiteral("\"\""));
+            it = d->db->quotedNames.insert(name, QByteArray('"' + n.toUtf8() + '"'));
+        }
+        return *it;
     };
+    sql.reserve(256);
     const QByteArray table = quoted(d->statementText.table);
     if (d->adding) {
         sql = "INSERT INTO " + table;
         if (changed.isEmpty()) {
             sql += " DEFAULT VALUES";
         } else {
-            QByteArray names;
-            QByteArray marks;
+            sql += " (";
             for (int i : changed) {
-                if (!names.isEmpty()) {
-                    names += ',';
-                    marks += ',';
-                }
-                names += quoted(d->ownColumns.at(i));
-                marks += '?';
+                if (i != changed.first())
+                    sql += ',';
+                sql += quoted(d->ownColumns.at(i));
             }
-            sql += " (" + names + ") VALUES (" + marks + ')';
+            sql += ") VALUES (";
+            for (int i : changed)
+                sql += i != changed.first() ? ",?" : "?";
+            sql += ')';
         }
     } else {
         if (changed.isEmpty())
@@ -241,7 +246,8 @@ void Recordset::update()
             if (!firstColumn)
                 sql += ',';
             firstColumn = false;
-            sql += quoted(d->ownColumns.at(i)) + "=?";
+            sql += quoted(d->ownColumns.at(i));
+            sql += "=?";
         }
         sql += " WHERE rowid=?";
     }

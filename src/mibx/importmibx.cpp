@@ -1,6 +1,8 @@
 #include "importmibx.h"
 
 #include "core/database.h"
+#include "core/definitioncache_p.h"
+#include "core/durablebatch.h"
 #include "core/globals.h"
 #include "core/objectfactory.h"
 #include "core/oidtype.h"
@@ -46,8 +48,26 @@ bool isNumeric(const QString &text)
             return isDigits(s.mid(2), 8);
         return false;
     }
-    static const QRegularExpression number(QStringLiteral("^[+-]?[0-9]+([eE][+-]?[0-9]+)?$"));
-    return number.match(s).hasMatch();
+    // [+-]?[0-9]+([eE][+-]?[0-9]+)?
+    qsizetype i = 0;
+    auto digits = [&s, &i] {
+        const qsizetype start = i;
+        while (i < s.size() && s.at(i) >= u'0' && s.at(i) <= u'9')
+            ++i;
+        return i > start;
+    };
+    if (i < s.size() && (s.at(i) == u'+' || s.at(i) == u'-'))
+        ++i;
+    if (!digits())
+        return false;
+    if (i < s.size() && (s.at(i) == u'e' || s.at(i) == u'E')) {
+        ++i;
+        if (i < s.size() && (s.at(i) == u'+' || s.at(i) == u'-'))
+            ++i;
+        if (!digits())
+            return false;
+    }
+    return i == s.size();
 }
 
 // The leading number of a text, blanks skipped, 0 when there is none.
@@ -168,7 +188,11 @@ bool ImportMIBX::ImportMIBXFile(const QString &FileName)
                                     "1.0. Visit Tarnbrookeware for an update."));
         return false;
     }
+    // Each object's rows are committed as they are complete; the file's work
+    // reaches the disk once, before this returns.
+    DurableBatch batch(Globals::database());
     importBody();
+    batch.finish();
     return true;
 }
 
@@ -384,7 +408,15 @@ bool ImportMIBX::ConvertOID(const QString &oidText, QString &result)
 
 bool ImportMIBX::LookupOID(const QString &name, QString &oid)
 {
-    Recordset rs(Globals::database(), QStringLiteral("Select * From Tree Where Name=") + Globals::sq(name));
+    const QString statement = QStringLiteral("Select * From Tree Where Name=") + Globals::sq(name);
+    if (DefinitionCache *cache = DefinitionCache::answering(Globals::database(), DefinitionCache::Question::TreeRows)) {
+        const TreeDefinition *row = cache->firstRow(statement);
+        if (row == nullptr)
+            return false;
+        oid = row->oid;
+        return true;
+    }
+    Recordset rs(Globals::database(), statement);
     if (rs.eof())
         return false;
     oid = rs.text(QStringLiteral("OID"));

@@ -1,6 +1,7 @@
 #include "snmp/snmpvalues_p.h"
 
 #include <QList>
+#include <QVarLengthArray>
 
 #include <arpa/inet.h>
 
@@ -150,14 +151,22 @@ bool parseOid(const QString &text, oid *arcs, size_t *length)
 
 QString oidText(const oid *arcs, size_t length)
 {
-    QString text;
-    text.reserve(int(length * 4));
+    // Digits written in place: a walk converts one OID per value.
+    QVarLengthArray<char16_t, 256> text;
     for (size_t i = 0; i < length; ++i) {
         if (i > 0)
-            text.append(QLatin1Char('.'));
-        text.append(QString::number(qulonglong(arcs[i])));
+            text.append(u'.');
+        char16_t digits[24];
+        int n = 0;
+        unsigned long long v = arcs[i];
+        do {
+            digits[n++] = char16_t(u'0' + v % 10);
+            v /= 10;
+        } while (v != 0);
+        while (n > 0)
+            text.append(digits[--n]);
     }
-    return text;
+    return QString(reinterpret_cast<const QChar *>(text.constData()), text.size());
 }
 
 void fromVariable(const netsnmp_variable_list *v, VarBind &b)

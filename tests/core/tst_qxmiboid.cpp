@@ -1,10 +1,40 @@
+#include "core/application.h"
 #include "core/database.h"
+#include "core/definitioncache_p.h"
 #include "core/globals.h"
 #include "core/qxmiberror.h"
 #include "core/qxmiboid.h"
 #include "fixturedatabase.h"
 
 #include <QtTest>
+
+namespace {
+
+// Every field a host reads of a record.
+QString fields(QXMibOID &r)
+{
+    return QStringList({r.OID(), r.Name(), r.FullName(), r.Index(), r.BaseOID(), r.BaseName(), r.ParentOID(), r.MIB(),
+                        r.TypeString(), QString::number(r.TypeInteger()), r.Description(), r.StatusString(),
+                        r.AccessString(), r.Enumerated(), r.Parse(), r.Units(), r.IndexBy(), r.Calculation(),
+                        r.LongName(), r.EnumList(), r.EnumString(1), r.EnumName(2)})
+        .join(u'|');
+}
+
+// The test binary run as a second process that writes to a database: "--write FILE SQL".
+int writeAndExit(const QString &file, const QString &script)
+{
+    Database db;
+    db.open(file);
+    db.executeScript(script);
+    return 0;
+}
+
+int otherProcess(const QString &file, const QString &script)
+{
+    return QProcess::execute(QCoreApplication::applicationFilePath(), {QStringLiteral("--write"), file, script});
+}
+
+} // namespace
 
 class tst_QXMibOID : public QObject
 {
@@ -288,9 +318,137 @@ private Q_SLOTS:
         QCOMPARE(again.Units(), QStringLiteral("x"));
     }
 
+    // Lets of every kind in a row on one record (so each starts from what the
+    // last left, partial Clear included), answered from memory and by the
+    // statements: every field the same.
+    void sameAsStatements()
+    {
+        m_fixture->db().executeScript(QStringLiteral(
+            "UPDATE Tree SET Calculation = 'x*8' WHERE Name = 'ifSpeed';"
+            "INSERT INTO Tree (OID, MIB, Name, ParentOID, \"Index\", TypeS, Enum, Calculation, \"Primary\") VALUES "
+            "('1.3.6.1.4.1.9.1', 'X-MIB', 'shadowFirst', '1.3.6.1.4.1.9', 1, '', '', '', 0),"
+            "('1.3.6.1.4.1.9.1', 'X-MIB', 'realSecond', '1.3.6.1.4.1.9', 1, '', '', '', -1),"
+            "('1.3.6.1.4.1.9.2', 'X-MIB', 'dupA', '1.3.6.1.4.1.9', 2, '', '', '', -1),"
+            "('1.3.6.1.4.1.9.2', 'Y-MIB', 'dupB', '1.3.6.1.4.1.9', 2, '', '', '', -1),"
+            "('1.3.6.1.4.1.9.3', 'X-MIB', 'positive', '1.3.6.1.4.1.9', 3, '', '', '', 1),"
+            "('1.3.6.1.4.1.9.05', 'X-MIB', 'leadingZero', '1.3.6.1.4.1.9', 5, '', '', '', -1),"
+            "('1.3.6.1.4.1.9.4-x', 'X-MIB', 'dashed', '1.3.6.1.4.1.9', 0, '', '', '', -1),"
+            "('1.3.6.1.4.1.9..7', 'X-MIB', 'emptyArc', '1.3.6.1.4.1.9.', 7, '', '', '', -1),"
+            "('1.3.6.1.4.1.9.8.', 'X-MIB', 'trailingDot', '1.3.6.1.4.1.9.8', 0, '', '', '', -1),"
+            "('.1.3', 'X-MIB', 'dotted', '.1', 3, '', '', '', -1),"
+            "('', 'X-MIB', 'noOid', '', 0, '', '', '', -1),"
+            "('1.3.6.1.4.1.9.9', 'X-MIB', 'CaseName', '1.3.6.1.4.1.9', 9, 'INTEGER', 'ifAdminStatus', NULL, -1),"
+            "('1.3.6.1.4.1.9.10', 'X-MIB', 'casename', '1.3.6.1.4.1.9', 10, '', '', '', -1);"
+            "INSERT INTO Enums (Name, Value, Enum) VALUES ('ifAdminStatus', 1, 'again'), ('ifadminstatus', 2, 'lower');"));
+        const QStringList steps = {
+            "OID:1.3.6.1.2.1.2.2.1.5.3", "OID:1.3.6.1.4.1.9.1.5", "OID:9.9", "OID:1.3.6.1.4.1.9.2.0", "OID:1.3.6.1.4.1.9.3.1",
+            "OID:1.3.6.1.4.1.9.05.1", "OID:1.3.6.1.4.1.9.5.1", "OID:1.3.6.1.4.1.9.4-x.2", "OID:1.3.6.1.4.1.9.4-x",
+            "OID:1.3.6.1.4.1.9..7.3", "OID:.1.3.6", "OID:.5.1", "OID:.1.3", "OID:1.3.6.1.4.1.9.8.", "OID:1.3.6.1.4.1.9.8..",
+            "OID:\"1.3.6.1.2.1.1.5.0\"", "OID:1.3.6.1.2.1.2.2.1.7.3", "OID:", "OID:.0", "OID:0", "OID:1.3.6.1.2.1.1.4.0",
+            "OID:1.3.6.1.4.1.4294967296.1", "OID:1.3.6.1.2.1.2.2.1.2.99999999999", "OID:1.3.6.1.4.1.9.9.1",
+            "FullName:ifDescr", "FullName:IF-MIB:ifAdminStatus", "FullName:RFC1213-MIB:ifDescr", "FullName:OLD-MIB:ifOperStatus",
+            "FullName:ifOperStatus", "FullName:CASENAME", "FullName:x-mib:dupB", "FullName:1.3.6.1.2.1.1.5.0", "FullName:a\"b",
+            "Name:ifOperStatus", "Name:CASENAME", "Name:shadowFirst", "Name:ifDescr.3", "Name:noOid", "Name:q\"uote"};
+        auto run = [&steps] {
+            QStringList out;
+            QXMibOID r;
+            for (const QString &step : steps) {
+                const QString value = step.section(u':', 1);
+                try {
+                    if (step.startsWith(QLatin1String("OID:")))
+                        r.setOID(value);
+                    else if (step.startsWith(QLatin1String("FullName:")))
+                        r.setFullName(value);
+                    else
+                        r.setName(value);
+                    out << step + QStringLiteral(" -> ") + fields(r);
+                } catch (const QXMibError &e) {
+                    out << step + QStringLiteral(" -> error ") + QString::number(e.number());
+                }
+            }
+            return out;
+        };
+        QVERIFY(DefinitionCache::answering(Globals::database(), DefinitionCache::Question::Oids));
+        QVERIFY(DefinitionCache::answering(Globals::database(), DefinitionCache::Question::Enums));
+        const QStringList fromMemory = run();
+        DefinitionCache::setEnabled(false);
+        const QStringList fromStatements = run();
+        DefinitionCache::setEnabled(true);
+        for (int i = 0; i < steps.size(); ++i)
+            QCOMPARE(fromMemory.at(i), fromStatements.at(i));
+    }
+
+    // A record resolved before a write sees it at its next look-up, whoever wrote.
+    void seesEveryWrite_data()
+    {
+        QTest::addColumn<QString>("journal");
+        QTest::addColumn<QString>("writer");
+        QTest::addColumn<QString>("expected");
+        const QString renamed = QStringLiteral("sysLabel.0|0|||iso.org.dod.internet.mgmt.mib-2.system.sysLabel.0");
+        QTest::newRow("Units let") << "WAL" << "units" << "sysName.0|0|octets||iso.org.dod.internet.mgmt.mib-2.system.sysName.0";
+        QTest::newRow("Parse let") << "WAL" << "parse" << "sysName.0|0||OCTET|iso.org.dod.internet.mgmt.mib-2.system.sysName.0";
+        QTest::newRow("Sync of an instance") << "WAL" << "sync" << "sysName.0|0|||iso.org.dod.internet.mgmt.mib-2.system.sysName.sysName.0";
+        QTest::newRow("host statement") << "WAL" << "host" << renamed;
+        QTest::newRow("host transaction rolled back") << "WAL" << "rollback" << "sysName.0|0|||iso.org.dod.internet.mgmt.mib-2.system.sysName.0";
+        QTest::newRow("other connection") << "WAL" << "connection" << renamed;
+        QTest::newRow("other process") << "WAL" << "process" << renamed;
+        QTest::newRow("other process, rollback journal") << "DELETE" << "process" << renamed;
+        QTest::newRow("other process turning it to WAL") << "DELETE" << "to WAL" << "sysTag.0|0|||iso.org.dod.internet.mgmt.mib-2.system.sysTag.0";
+    }
+    void seesEveryWrite()
+    {
+        QFETCH(QString, journal);
+        QFETCH(QString, writer);
+        m_fixture->db().executeScript(QStringLiteral("PRAGMA journal_mode=") + journal);
+        const QString sysName = QStringLiteral("1.3.6.1.2.1.1.5");
+        auto state = [&sysName] {
+            QXMibOID r;
+            r.setOID(sysName + QStringLiteral(".0"));
+            return QStringList({r.Name(), r.Index(), r.Units(), r.Parse(), r.LongName()}).join(u'|');
+        };
+        const QString before = state();
+        QCOMPARE(before, QStringLiteral("sysName.0|0|||iso.org.dod.internet.mgmt.mib-2.system.sysName.0"));
+        const QString rename = QStringLiteral("Update Tree Set Name='sysLabel' Where OID='1.3.6.1.2.1.1.5'");
+        Database *db = Application().MIBDatabase();
+        QXMibOID record;
+        record.setOID(sysName);
+        if (writer == QLatin1String("units")) {
+            record.setUnits(QStringLiteral("octets"));
+        } else if (writer == QLatin1String("parse")) {
+            record.setParse(QStringLiteral("OCTET"));
+        } else if (writer == QLatin1String("sync")) {
+            record.setOID(sysName + QStringLiteral(".0"));
+            record.Sync();
+        } else if (writer == QLatin1String("host")) {
+            db->execute(rename);
+        } else if (writer == QLatin1String("rollback")) {
+            db->executeScript(QStringLiteral("BEGIN"));
+            db->execute(rename);
+            QCOMPARE(state().left(9), QStringLiteral("sysLabel."));
+            db->executeScript(QStringLiteral("ROLLBACK"));
+        } else if (writer == QLatin1String("connection")) {
+            m_fixture->db().execute(rename);
+        } else if (writer == QLatin1String("process")) {
+            QCOMPARE(otherProcess(m_fixture->path(), rename), 0);
+        } else {
+            QCOMPARE(otherProcess(m_fixture->path(), QStringLiteral("PRAGMA journal_mode=WAL; ") + rename), 0);
+            QCOMPARE(state().left(9), QStringLiteral("sysLabel."));
+            QCOMPARE(otherProcess(m_fixture->path(), QStringLiteral("Update Tree Set Name='sysTag' Where OID='1.3.6.1.2.1.1.5'")), 0);
+        }
+        QTEST(state(), "expected");
+    }
+
 private:
     std::unique_ptr<FixtureDatabase> m_fixture;
 };
 
-QTEST_GUILESS_MAIN(tst_QXMibOID)
+int main(int argc, char *argv[])
+{
+    if (argc == 4 && qstrcmp(argv[1], "--write") == 0)
+        return writeAndExit(QString::fromLocal8Bit(argv[2]), QString::fromLocal8Bit(argv[3]));
+    QCoreApplication app(argc, argv);
+    tst_QXMibOID test;
+    QTEST_SET_MAIN_SOURCE_PATH
+    return QTest::qExec(&test, argc, argv);
+}
 #include "tst_qxmiboid.moc"

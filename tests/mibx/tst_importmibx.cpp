@@ -3,6 +3,7 @@
 #include "core/database.h"
 #include "core/globals.h"
 #include "core/qxmiberror.h"
+#include "core/qxmiboid.h"
 #include "mibx/importmibx.h"
 
 #include <QFile>
@@ -91,6 +92,25 @@ private Q_SLOTS:
     void cleanup()
     {
         m_db.reset();
+    }
+
+    // An import runs in WAL and gives a file in a rollback journal its mode back
+    // (readers without write access to the folder cannot read a log).
+    void journalModeOfTheFile_data()
+    {
+        QTest::addColumn<QString>("mode");
+        QTest::newRow("WAL") << "wal";
+        QTest::newRow("rollback journal") << "delete";
+    }
+    void journalModeOfTheFile()
+    {
+        QFETCH(QString, mode);
+        m_db->db().executeScript(QStringLiteral("PRAGMA journal_mode=") + mode);
+        ImportMIBX importer;
+        QVERIFY(importer.ImportMIBXFile(write(mibx("<a1><OID>1.3.6.1.4.1.77</OID></a1>"))));
+        const QVariantList journal = Globals::database()->select(QStringLiteral("PRAGMA journal_mode"));
+        QCOMPARE(journal.value(0).toMap().value(QStringLiteral("journal_mode")).toString(), mode);
+        QCOMPARE(count(QStringLiteral("Tree Where Name='a1'")), 1);
     }
 
     // Each file is checked in order; "%1" stands for the file's path.
@@ -203,9 +223,14 @@ private Q_SLOTS:
         ImportMIBX importer;
         Recorder events(&importer);
         QVERIFY(importer.ImportMIBXFile(first));
+        QXMibOID seen; // a record's look-ups follow each import
+        seen.setName(QStringLiteral("a2"));
+        QCOMPARE(seen.OID(), QStringLiteral("1.3.6.1.4.1.77.1"));
         m_db->db().execute(QStringLiteral("Update Tree Set Primary=FALSE Where Name='a1'"));
         QVERIFY(importer.ImportMIBXFile(first));
         QVERIFY(importer.ImportMIBXFile(second));
+        seen.setName(QStringLiteral("a1"));
+        QCOMPARE(seen.OID(), QStringLiteral("1.3.6.1.4.1.78"));
         QCOMPARE(importer.OIDCount(), 7);
         QCOMPARE(importer.Duplicates(), 4);
         QCOMPARE(importer.Errors(), 0);

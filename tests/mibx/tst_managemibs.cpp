@@ -1,3 +1,4 @@
+#include "core/qxmiboid.h"
 #include "mibx/managemibs.h"
 
 #include "core/database.h"
@@ -137,7 +138,12 @@ private Q_SLOTS:
         const QString others = QStringLiteral("Select * From Tree Where MIB<>'ACME-MIB' Order By OID, MIB");
         const QVariantList before = rows(others);
         const QVariantList enums = rows("Select * From Enums Order By Name, Value");
+        QXMibOID record; // its look-ups follow the deletion
+        record.setOID(QStringLiteral("1.3.6.1.4.1.99.1.0"));
+        QCOMPARE(record.FullName(), QStringLiteral("ACME-MIB:acmeState.0"));
         QVERIFY(QMetaObject::invokeMethod(m_manager.get(), "DeleteMIB", Q_ARG(QString, "ACME-MIB")));
+        record.setOID(QStringLiteral("1.3.6.1.4.1.99.1.0"));
+        QCOMPARE(record.FullName(), QStringLiteral("SNMPv2-SMI:internet.4.1.99.1.0"));
         QCOMPARE(column(*m_manager, 0), listed);
         QCOMPARE(rows("Select * From Tree Where MIB='ACME-MIB'").size(), 0);
         QCOMPARE(rows("Select * From MIBs Where Name='ACME-MIB'").size(), 0);
