@@ -1,7 +1,6 @@
 #include "snmp/snmpvalues_p.h"
 
 #include <QList>
-#include <QVarLengthArray>
 
 #include <arpa/inet.h>
 
@@ -15,11 +14,11 @@ const char kHexDigits[] = "0123456789ABCDEF";
 
 QString hexOf(const unsigned char *bytes, size_t length)
 {
-    QString hex;
-    hex.reserve(int(length * 2));
+    QString hex(qsizetype(length * 2), Qt::Uninitialized);
+    QChar *out = hex.data();
     for (size_t i = 0; i < length; ++i) {
-        hex.append(QLatin1Char(kHexDigits[bytes[i] >> 4]));
-        hex.append(QLatin1Char(kHexDigits[bytes[i] & 0x0F]));
+        *out++ = QLatin1Char(kHexDigits[bytes[i] >> 4]);
+        *out++ = QLatin1Char(kHexDigits[bytes[i] & 0x0F]);
     }
     return hex;
 }
@@ -132,19 +131,27 @@ bool parseOid(const QString &text, oid *arcs, size_t *length)
     if (rest.isEmpty())
         return false;
     size_t n = 0;
-    for (const QStringView part : rest.split(QLatin1Char('.'))) {
-        if (part.isEmpty() || n >= MAX_OID_LEN)
-            return false;
-        for (const QChar c : part) {
-            if (c < QLatin1Char('0') || c > QLatin1Char('9'))
+    quint64 arc = 0;
+    qsizetype digits = 0;
+    for (const QChar c : rest) {
+        if (c == QLatin1Char('.')) {
+            if (digits == 0 || n >= MAX_OID_LEN)
                 return false;
+            arcs[n++] = oid(arc);
+            arc = 0;
+            digits = 0;
+            continue;
         }
-        bool ok = false;
-        const qulonglong arc = part.toULongLong(&ok);
-        if (!ok || arc > 0xFFFFFFFFULL)
+        if (c < QLatin1Char('0') || c > QLatin1Char('9'))
             return false;
-        arcs[n++] = oid(arc);
+        arc = arc * 10 + quint64(c.unicode() - u'0');
+        if (arc > 0xFFFFFFFFULL)
+            return false;
+        ++digits;
     }
+    if (digits == 0 || n >= MAX_OID_LEN)
+        return false;
+    arcs[n++] = oid(arc);
     *length = n;
     return true;
 }
@@ -152,21 +159,26 @@ bool parseOid(const QString &text, oid *arcs, size_t *length)
 QString oidText(const oid *arcs, size_t length)
 {
     // Digits written in place: a walk converts one OID per value.
-    QVarLengthArray<char16_t, 256> text;
+    qsizetype size = length > 0 ? qsizetype(length) - 1 : 0;
     for (size_t i = 0; i < length; ++i) {
-        if (i > 0)
-            text.append(u'.');
-        char16_t digits[24];
-        int n = 0;
         unsigned long long v = arcs[i];
         do {
-            digits[n++] = char16_t(u'0' + v % 10);
+            ++size;
             v /= 10;
         } while (v != 0);
-        while (n > 0)
-            text.append(digits[--n]);
     }
-    return QString(reinterpret_cast<const QChar *>(text.constData()), text.size());
+    QString text(size, Qt::Uninitialized);
+    QChar *end = text.data() + size;
+    for (size_t i = length; i-- > 0;) {
+        unsigned long long v = arcs[i];
+        do {
+            *--end = QLatin1Char(char('0' + v % 10));
+            v /= 10;
+        } while (v != 0);
+        if (i > 0)
+            *--end = QLatin1Char('.');
+    }
+    return text;
 }
 
 void fromVariable(const netsnmp_variable_list *v, VarBind &b)
