@@ -19,6 +19,7 @@
 #include <QSocketNotifier>
 #include <QThread>
 #include <QTimer>
+#include <QVarLengthArray>
 
 #include "snmp/snmpvalues_p.h"
 #include "snmp/usmuser_p.h"
@@ -170,6 +171,51 @@ struct Failure
     QString description;
 };
 
+// What picks a query's session, as the query gives it: compared before the
+// session key is worked out again for every request of a walk.
+struct QueryIdentity
+{
+    QString address;
+    QString community;
+    int version = 0;
+    QString userName;
+    int level = 0;
+    QString authProtocol;
+    QString authPassword;
+    QString privProtocol;
+    QString privPassword;
+    QString contextName;
+    QString contextEngineId;
+
+    static QueryIdentity of(const SnmpQuery *query)
+    {
+        QueryIdentity id;
+        id.address = query->IPAddress();
+        id.version = query->SNMPVersion();
+        if (id.version != 3) {
+            id.community = query->Community();
+            return id;
+        }
+        const SnmpSession *v3 = query->V3Settings();
+        id.userName = v3->UserName();
+        id.level = v3->SecurityLevel();
+        id.authProtocol = v3->AuthProtocol();
+        id.authPassword = v3->AuthPassword();
+        id.privProtocol = v3->PrivProtocol();
+        id.privPassword = v3->PrivPassword();
+        id.contextName = v3->ContextName();
+        id.contextEngineId = v3->ContextEngineID();
+        return id;
+    }
+    bool operator==(const QueryIdentity &o) const
+    {
+        return version == o.version && level == o.level && address == o.address && community == o.community
+            && userName == o.userName && authProtocol == o.authProtocol && authPassword == o.authPassword
+            && privProtocol == o.privProtocol && privPassword == o.privPassword && contextName == o.contextName
+            && contextEngineId == o.contextEngineId;
+    }
+};
+
 } // namespace
 
 class SnmpEnginePrivate;
@@ -223,6 +269,9 @@ struct EngineSession
     std::vector<Ticket *> tickets;
     Usm::User user;
     bool closing = false;
+    // The last sender's address and its text: replies come from one address.
+    QByteArray senderBytes;
+    QString sender;
     // The outcome of the engine id discovery, acted on once net-snmp has returned.
     bool discoveryEnded = false;
     QByteArray engineId;
@@ -253,6 +302,7 @@ public:
     void complete(SnmpQuery *query, EngineSession *session, int number, const QString &description,
                   netsnmp_pdu *pdu);
     void fail(SnmpQuery *query, int number, const QString &description, const QString &address = QString());
+    static QString senderOf(EngineSession *session, const netsnmp_pdu *pdu);
 
     void readable(EngineSession *session);
     void timedOut();
@@ -262,7 +312,8 @@ public:
     void deliver();
     void armTimer();
     void release(SnmpQuery *query);
-    std::vector<EngineSession *> allSessions() const;
+    // Open sessions, then retired ones: a copy, as acting on them may retire some.
+    QVarLengthArray<EngineSession *, 8> allSessions() const;
     int timeoutOf(const SnmpQuery *query) const
     {
         return query != nullptr && query->Timeout() >= 0 ? query->Timeout() : defaultTimeout;
@@ -275,6 +326,9 @@ public:
 
     SnmpEngine *q;
     QHash<QByteArray, EngineSession *> sessions; // by target, version and credentials
+    std::vector<EngineSession *> openSessions;   // the same, in the order they were opened
+    QueryIdentity lastIdentity;                  // the last query given a session, and its key
+    QByteArray lastKey;
     std::vector<EngineSession *> retired;        // closed once net-snmp is done with them
     std::deque<SnmpQuery *> done;                // completed, reply not yet delivered
     QSet<SnmpQuery *> inFlight;                  // waiting, sent or done
@@ -335,10 +389,11 @@ SnmpEnginePrivate::~SnmpEnginePrivate()
     cancelAll();
 }
 
-std::vector<EngineSession *> SnmpEnginePrivate::allSessions() const
+QVarLengthArray<EngineSession *, 8> SnmpEnginePrivate::allSessions() const
 {
-    std::vector<EngineSession *> all(sessions.cbegin(), sessions.cend());
-    all.insert(all.end(), retired.begin(), retired.end());
+    QVarLengthArray<EngineSession *, 8> all;
+    all.append(openSessions.data(), qsizetype(openSessions.size()));
+    all.append(retired.data(), qsizetype(retired.size()));
     return all;
 }
 
@@ -371,6 +426,11 @@ void SnmpEnginePrivate::send(SnmpQuery *query)
 
 EngineSession *SnmpEnginePrivate::sessionFor(SnmpQuery *query, Failure *failure)
 {
+    QueryIdentity identity = QueryIdentity::of(query);
+    if (!lastKey.isEmpty() && identity == lastIdentity) {
+        if (EngineSession *existing = sessions.value(lastKey))
+            return existing;
+    }
     long version = 0;
     switch (query->SNMPVersion()) {
     case 1:
@@ -419,6 +479,8 @@ EngineSession *SnmpEnginePrivate::sessionFor(SnmpQuery *query, Failure *failure)
         hash.addData(part.toUtf8());
     }
     const QByteArray key = hash.result();
+    lastIdentity = std::move(identity);
+    lastKey = key;
     if (EngineSession *existing = sessions.value(key))
         return existing;
 
@@ -435,6 +497,7 @@ EngineSession *SnmpEnginePrivate::sessionFor(SnmpQuery *query, Failure *failure)
         session->contextEngineId = QByteArray::fromHex(v3->ContextEngineID().toLatin1());
     }
     sessions.insert(key, session);
+    openSessions.push_back(session);
 
     bool ipv6 = false;
     if (isNumericAddress(target.host, &ipv6)) {
@@ -787,8 +850,7 @@ void SnmpEnginePrivate::endTicket(Ticket *ticket, int number, const QString &des
 void SnmpEnginePrivate::complete(SnmpQuery *query, EngineSession *session, int number, const QString &description,
                                  netsnmp_pdu *pdu)
 {
-    const QString sender = senderAddress(pdu);
-    query->setResponseAddress(sender.isEmpty() ? session->address : sender);
+    query->setResponseAddress(senderOf(session, pdu));
     if (pdu != nullptr && pdu->command != SNMP_MSG_REPORT) {
         VarBindList *list = query->VarBinds();
         list->Clear();
@@ -807,6 +869,19 @@ void SnmpEnginePrivate::complete(SnmpQuery *query, EngineSession *session, int n
         query->setError(number, description);
     }
     done.push_back(query);
+}
+
+QString SnmpEnginePrivate::senderOf(EngineSession *session, const netsnmp_pdu *pdu)
+{
+    QByteArrayView bytes;
+    if (pdu != nullptr && pdu->transport_data != nullptr && pdu->transport_data_length > 0)
+        bytes = QByteArrayView(static_cast<const char *>(pdu->transport_data), pdu->transport_data_length);
+    if (bytes.isEmpty() || bytes != QByteArrayView(session->senderBytes)) {
+        const QString sender = senderAddress(pdu);
+        session->senderBytes = bytes.toByteArray();
+        session->sender = sender.isEmpty() ? session->address : sender;
+    }
+    return session->sender;
 }
 
 void SnmpEnginePrivate::fail(SnmpQuery *query, int number, const QString &description, const QString &address)
@@ -837,7 +912,7 @@ void SnmpEnginePrivate::readable(EngineSession *session)
 void SnmpEnginePrivate::timedOut()
 {
     assertThread();
-    const std::vector<EngineSession *> all = allSessions();
+    const auto all = allSessions();
     for (EngineSession *session : all) {
         if (session->handle == nullptr || session->tickets.empty())
             continue;
@@ -926,6 +1001,7 @@ void SnmpEnginePrivate::retire(EngineSession *session)
     session->state = EngineSession::Retired;
     if (sessions.value(session->key) == session) {
         sessions.remove(session->key);
+        openSessions.erase(std::find(openSessions.begin(), openSessions.end(), session));
         retired.push_back(session);
     }
 }
@@ -1019,7 +1095,7 @@ void SnmpEnginePrivate::release(SnmpQuery *query)
 void SnmpEnginePrivate::cancelAll()
 {
     QList<SnmpQuery *> dropped;
-    const std::vector<EngineSession *> all = allSessions();
+    const auto all = allSessions();
     for (EngineSession *session : all) {
         for (const Ticket *ticket : session->tickets) {
             if (ticket->query != nullptr)
@@ -1030,6 +1106,7 @@ void SnmpEnginePrivate::cancelAll()
     for (SnmpQuery *query : done)
         dropped.append(query);
     sessions.clear();
+    openSessions.clear();
     retired.clear();
     done.clear();
     inFlight.clear();
