@@ -188,6 +188,64 @@ QString dateAndTime(const QString &value, const QString &hex)
     return midnight ? d : d + u' ' + locale.toString(shown.time(), longTimeWithoutZone(locale));
 }
 
+enum class Rendering {
+    Plain,
+    TruthValue,
+    Mbps,
+    KBytes,
+    Mac,
+    Object,
+    TimeSpan,
+    TimeTicks,
+    Services,
+    Ipv4,
+    AddressList,
+    CiscoLoad,
+    RateSet,
+    DateAndTime,
+    Octet,
+};
+
+// The rendering a Parse hint or type names, in any case.
+Rendering renderingOf(const QString &selector)
+{
+    static const struct
+    {
+        QLatin1String name;
+        Rendering rendering;
+    } names[] = {
+        {QLatin1String("TRUTHVALUE"), Rendering::TruthValue},
+        {QLatin1String("MBPS"), Rendering::Mbps},
+        {QLatin1String("KBYTES"), Rendering::KBytes},
+        {QLatin1String("PHYSADDRESS"), Rendering::Mac},
+        {QLatin1String("MACADDRESS"), Rendering::Mac},
+        {QLatin1String("OBJECT"), Rendering::Object},
+        {QLatin1String("OBJECT-IDENTIFIER"), Rendering::Object},
+        {QLatin1String("TIMESPAN"), Rendering::TimeSpan},
+        {QLatin1String("TIMETICKS"), Rendering::TimeTicks},
+        {QLatin1String("SERVICES"), Rendering::Services},
+        {QLatin1String("CISCONETWORKADDRESS"), Rendering::Ipv4},
+        {QLatin1String("INETADDRESS"), Rendering::Ipv4},
+        {QLatin1String("IPADDRESSLIST"), Rendering::AddressList},
+        {QLatin1String("CISCO%LOAD"), Rendering::CiscoLoad},
+        {QLatin1String("WIRELESSRATESET"), Rendering::RateSet},
+        {QLatin1String("DATEANDTIME"), Rendering::DateAndTime},
+        {QLatin1String("OCTET"), Rendering::Octet},
+    };
+    // Plain ASCII compares letter by letter; anything else as its capitals
+    // (whose length may differ from its own).
+    bool ascii = true;
+    for (const QChar c : selector)
+        ascii = ascii && c.unicode() < 0x80;
+    const QString upper = ascii ? QString() : selector.toUpper();
+    const QStringView text = ascii ? QStringView(selector) : QStringView(upper);
+    for (const auto &n : names) {
+        if (n.name.size() == text.size() && text.compare(n.name, ascii ? Qt::CaseInsensitive : Qt::CaseSensitive) == 0)
+            return n.rendering;
+    }
+    return Rendering::Plain;
+}
+
 } // namespace
 
 QString Parser::RenderValue(QXMibOID &object, const QString &value, QString &hexValue)
@@ -198,45 +256,47 @@ QString Parser::RenderValue(QXMibOID &object, const QString &value, QString &hex
     QString selector = object.Parse();
     if (selector.isEmpty())
         selector = object.TypeString();
-    selector = selector.toUpper();
 
-    if (selector == u"TRUTHVALUE") {
+    switch (renderingOf(selector)) {
+    case Rendering::TruthValue:
         if (value == u"1")
             return QStringLiteral("True");
         if (value == u"2")
             return QStringLiteral("False");
         return QStringLiteral("Unknown");
-    }
-    if (selector == u"MBPS")
+    case Rendering::Mbps:
         return CommonFunctions::FormatScaled(CommonFunctions::LeadingNumber(value), QStringLiteral("bps"), false);
-    if (selector == u"KBYTES")
+    case Rendering::KBytes:
         return CommonFunctions::FormatScaled(CommonFunctions::LeadingNumber(value) * 1024, QStringLiteral("bytes"), true);
-    if (selector == u"PHYSADDRESS" || selector == u"MACADDRESS")
+    case Rendering::Mac:
         return macForm(hexValue);
-    if (selector == u"OBJECT" || selector == u"OBJECT-IDENTIFIER")
+    case Rendering::Object:
         return objectName(value);
-    if (selector == u"TIMESPAN")
+    case Rendering::TimeSpan:
         return CommonFunctions::FormatDuration(0, 0, 0, toLong(CommonFunctions::LeadingNumber(value) / 100));
-    if (selector == u"TIMETICKS") {
+    case Rendering::TimeTicks: {
         const double n = CommonFunctions::LeadingNumber(value);
         if (n < 100)
             return CommonFunctions::FormatNumber(n / 100, 2) + QStringLiteral(" seconds");
         return CommonFunctions::FormatDuration(0, 0, 0, toLong(n / 100));
     }
-    if (selector == u"SERVICES")
+    case Rendering::Services:
         return services(CommonFunctions::LeadingNumber(value));
-    if (selector == u"CISCONETWORKADDRESS" || selector == u"INETADDRESS")
+    case Rendering::Ipv4:
         return ipv4(value, hexValue);
-    if (selector == u"IPADDRESSLIST")
+    case Rendering::AddressList:
         return addressList(value);
-    if (selector == u"CISCO%LOAD")
+    case Rendering::CiscoLoad:
         return CommonFunctions::ShortestNumber(CommonFunctions::LeadingNumber(value)) + QStringLiteral(" %");
-    if (selector == u"WIRELESSRATESET")
+    case Rendering::RateSet:
         return rateSet(hexValue);
-    if (selector == u"DATEANDTIME")
+    case Rendering::DateAndTime:
         return dateAndTime(value, hexValue);
-    if (selector == u"OCTET")
+    case Rendering::Octet:
         return value.isEmpty() ? hexValue : value;
+    case Rendering::Plain:
+        break;
+    }
 
     const QString units = object.Units();
     if (units.isEmpty())

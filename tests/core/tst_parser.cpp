@@ -43,6 +43,7 @@ private Q_SLOTS:
         QTest::newRow("truth 2") << "TRUTHVALUE" << "" << "2" << "" << "False";
         QTest::newRow("truth 01 is text") << "TRUTHVALUE" << "" << "01" << "" << "Unknown";
         QTest::newRow("lower-case selector") << "truthvalue" << "" << "1" << "" << "True";
+        QTest::newRow("dotless i capitalised") << QString::fromUtf8("t\u0131meticks") << "" << "5" << "" << "0.05 seconds";
         QTest::newRow("mbps unscaled") << "MBPS" << "" << "9600" << "" << "9600 bps";
         QTest::newRow("mbps 100M") << "MBPS" << "" << "100000000" << "" << "100 Mbps";
         QTest::newRow("mbps junk is 0") << "MBPS" << "" << "fast" << "" << "0 bps";
