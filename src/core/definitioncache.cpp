@@ -10,6 +10,7 @@
 #include <QSet>
 #include <QVarLengthArray>
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <new>
@@ -176,6 +177,8 @@ public:
     }
     void clear() { release(); }
     qint64 bytes() const { return qint64(m_capacity * sizeof(Slot)); }
+    // Changes whenever slots move or go.
+    quint64 generation() const { return m_generation; }
 
 private:
     static Slot *allocate(size_t count)
@@ -194,6 +197,7 @@ private:
             ::munmap(m_slots, m_capacity * sizeof(Slot));
         m_slots = nullptr;
         m_capacity = m_mask = m_size = 0;
+        ++m_generation;
     }
     void grow()
     {
@@ -209,11 +213,13 @@ private:
         }
         if (old != nullptr)
             ::munmap(old, oldCapacity * sizeof(Slot));
+        ++m_generation;
     }
     Slot *m_slots = nullptr;
     size_t m_capacity = 0;
     size_t m_mask = 0;
     size_t m_size = 0;
+    quint64 m_generation = 1;
 };
 
 // A segment that is a plain arc (digits, no leading zero, below 2^31) is its own key.
@@ -358,9 +364,13 @@ public:
     struct Trace
     {
         QVarLengthArray<qsizetype, 32> ends;
+        QVarLengthArray<quint32, 32> keys;        // of each segment
         QVarLengthArray<NodeMap::Slot *, 32> slots;
+        QVarLengthArray<quint32, 32> nodes;       // of each slot
+        quint64 generation = 0;                   // of the map the slots point into
     };
     void trace(QStringView text, Trace &t);
+    void remember(QStringView text, const Trace &t);
 
     // The row held in a slot, read first when needed; null when it is gone.
     const TreeDefinition *row(qint64 rowid, int *slot);
@@ -395,6 +405,9 @@ public:
 
     QVector<Node> nodes;
     NodeMap map;
+    // The last trace: a walk asks for one OID after another below the same nodes.
+    QString lastText;
+    Trace last;
     QHash<QString, quint32> oddSegments;
     QVector<QExplicitlySharedDataPointer<TreeDefinition>> rows;
     QHash<qint64, int> slots; // rowid -> index in rows
@@ -652,12 +665,14 @@ quint32 DefinitionCache::Private::loadChild(quint32 parent, quint32 key, QString
 
     struct Below
     {
-        QByteArray rest; // the OID after "text."
+        qsizetype from; // the OID after "text." in rests
+        qsizetype size;
         qint64 rowid;
         bool primary;
     };
     Node own;
-    QVector<Below> below;
+    std::vector<Below> below;
+    QByteArray rests;
     int read = 0;
     QByteArray boundary; // the first row not read when the scan stopped early
     bool cut = false;
@@ -681,8 +696,10 @@ quint32 DefinitionCache::Private::loadChild(quint32 parent, quint32 key, QString
         }
         // Rows of OIDs that continue the text with a character sorting before
         // "." fall in the range too but belong to a sibling segment.
-        if (size > n && oid[n] == '.')
-            below.append({QByteArray(oid + n + 1, size - n - 1), rowid, primary});
+        if (size > n && oid[n] == '.') {
+            below.push_back({rests.size(), size - n - 1, rowid, primary});
+            rests.append(oid + n + 1, size - n - 1);
+        }
     }
     if (rc != SQLITE_ROW && rc != SQLITE_DONE)
         fail(rc, scanStatement);
@@ -699,39 +716,58 @@ quint32 DefinitionCache::Private::loadChild(quint32 parent, quint32 key, QString
     bool groupRead = true;
     struct Made
     {
+        quint32 node;
         quint32 parent;
         quint32 key;
     };
-    QHash<quint32, Made> made; // nodes made here, for their flags
-    made.insert(node, {parent, key});
-    for (const Below &b : std::as_const(below)) {
-        const qsizetype dot = b.rest.indexOf('.');
-        const QByteArray head = dot < 0 ? b.rest : b.rest.left(dot);
-        if (cut && (group.isNull() || head != group)) {
-            group = head;
-            groupRead = (low + '.' + head + '/') <= boundary;
+    std::vector<Made> made; // nodes made here, for their flags
+    made.push_back({node, parent, key});
+    // Rows come in OID order: each starts from the nodes it shares with the one before.
+    QByteArrayView previous;
+    QVarLengthArray<qsizetype, 32> previousEnds;
+    QVarLengthArray<quint32, 32> previousNodes;
+    for (const Below &b : below) {
+        const QByteArrayView rest = QByteArrayView(rests).sliced(b.from, b.size);
+        if (cut) {
+            const qsizetype dot = rest.indexOf('.');
+            const QByteArrayView head = dot < 0 ? rest : rest.first(dot);
+            if (group.isNull() || head != QByteArrayView(group)) {
+                group = head.toByteArray();
+                groupRead = (low + '.' + group + '/') <= boundary;
+            }
         }
         if (!groupRead)
             continue;
-        quint32 at = node;
-        qsizetype from = 0;
-        while (true) {
-            qsizetype end = b.rest.indexOf('.', from);
+        const qsizetype common =
+            std::mismatch(rest.begin(), rest.begin() + qMin(rest.size(), previous.size()), previous.begin()).first
+            - rest.begin();
+        qsizetype shared = 0;
+        while (shared < previousEnds.size()
+               && (previousEnds.at(shared) < common
+                   || (previousEnds.at(shared) == common && (common == rest.size() || rest.at(common) == '.'))))
+            ++shared;
+        previousEnds.resize(shared);
+        previousNodes.resize(shared);
+        quint32 at = shared > 0 ? previousNodes.at(shared - 1) : node;
+        qsizetype from = shared > 0 ? previousEnds.at(shared - 1) + 1 : 0;
+        while (from <= rest.size()) {
+            qsizetype end = rest.indexOf('.', from);
             if (end < 0)
-                end = b.rest.size();
-            const quint32 k = segmentKey(b.rest.constData() + from, end - from);
+                end = rest.size();
+            const quint32 k = segmentKey(rest.data() + from, end - from);
             const NodeMap::Slot *slot = map.find(childPath(nodes.at(at).path, k), at, k);
             quint32 next = slot != nullptr ? slot->node : NoNode;
             if (next == NoNode) {
                 next = addChild(at, k);
                 nodes[next].complete = true;
-                made.insert(next, {at, k});
+                made.push_back({next, at, k});
             }
             at = next;
-            if (end == b.rest.size())
-                break;
+            previousEnds.append(end);
+            previousNodes.append(at);
             from = end + 1;
         }
+        previous = rest;
         Node &target = nodes[at];
         if (target.anyRow < 0)
             target.anyRow = b.rowid;
@@ -739,56 +775,90 @@ quint32 DefinitionCache::Private::loadChild(quint32 parent, quint32 key, QString
             target.primaryRow = b.rowid;
     }
     // The parent is partial, so its own flags stand.
-    for (auto it = made.cbegin(); it != made.cend(); ++it)
-        map.find(nodes.at(it.key()).path, it->parent, it->key)->flags = flagsOf(it.key());
+    for (const Made &m : made)
+        map.find(nodes.at(m.node).path, m.parent, m.key)->flags = flagsOf(m.node);
     return node;
 }
 
 void DefinitionCache::Private::trace(QStringView text, Trace &t)
 {
-    QVarLengthArray<quint32, 32> keys;
-    QVarLengthArray<quint64, 32> paths;
-    quint64 path = nodes.at(0).path;
-    // One pass over the text: each segment's end, key and path hash.
     const char16_t *c = text.utf16();
     const qsizetype n = text.size();
-    qsizetype from = 0;
-    quint64 value = 0;
-    for (qsizetype i = 0;; ++i) {
-        if (i < n && c[i] != u'.') {
-            value = (c[i] >= u'0' && c[i] <= u'9' && i - from < 10) ? value * 10 + quint64(c[i] - u'0') : OddSegment;
-            continue;
+    for (qsizetype i = 0; i < n; ++i) {
+        if (c[i] == u'.')
+            t.ends.append(i);
+    }
+    t.ends.append(n);
+
+    // The segments this text shares with the last one traced keep their slots,
+    // as long as the map has not moved them.
+    qsizetype reused = 0;
+    if (map.generation() == last.generation && !last.slots.isEmpty()) {
+        const qsizetype common = std::mismatch(c, c + qMin(n, lastText.size()), lastText.utf16()).first - c;
+        const qsizetype most = qMin(last.slots.size(), t.ends.size());
+        while (reused < most && t.ends.at(reused) == last.ends.at(reused) && t.ends.at(reused) <= common) {
+            t.keys.append(last.keys.at(reused));
+            t.nodes.append(last.nodes.at(reused));
+            NodeMap::Slot *slot = last.slots.at(reused++);
+            t.slots.append(slot);
+            if ((slot->flags & NodeMap::Complete) && (slot->flags & NodeMap::Leaf)) {
+                remember(text, t);
+                return;
+            }
         }
-        const qsizetype size = i - from;
-        const bool plain = size > 0 && value < OddSegment && (size == 1 || c[from] != u'0');
-        const quint32 key = plain ? quint32(value) : segmentKey(text.mid(from, size));
+    }
+
+    // The keys and path hashes of the rest, fetched from the map all at once.
+    QVarLengthArray<quint64, 32> paths;
+    quint64 path = reused > 0 ? t.slots.at(reused - 1)->path : nodes.at(0).path;
+    for (qsizetype i = reused; i < t.ends.size(); ++i) {
+        const qsizetype from = i == 0 ? 0 : t.ends.at(i - 1) + 1;
+        const qsizetype size = t.ends.at(i) - from;
+        quint32 key = 0;
+        if (!plainArc(c + from, size, &key))
+            key = segmentKey(text.mid(from, size));
         path = childPath(path, key);
         map.prefetch(path);
-        keys.append(key);
+        t.keys.append(key);
         paths.append(path);
-        t.ends.append(i);
-        if (i == n)
-            break;
-        from = i + 1;
-        value = 0;
     }
-    quint32 node = 0;
-    quint8 flags = flagsOf(0);
-    for (qsizetype i = 0; i < keys.size(); ++i) {
-        NodeMap::Slot *slot = map.find(paths.at(i), node, keys.at(i));
+    const quint64 generation = map.generation();
+    quint32 node = reused > 0 ? t.slots.at(reused - 1)->node : 0;
+    quint8 flags = reused > 0 ? t.slots.at(reused - 1)->flags : flagsOf(0);
+    for (qsizetype i = reused; i < t.ends.size(); ++i) {
+        const quint64 p = paths.at(i - reused);
+        NodeMap::Slot *slot = map.find(p, node, t.keys.at(i));
         if (slot == nullptr) {
             if (flags & NodeMap::Complete)
                 break;
-            const quint32 loaded = loadChild(node, keys.at(i), text.left(t.ends.at(i)));
-            slot = map.find(paths.at(i), node, keys.at(i));
+            const quint32 loaded = loadChild(node, t.keys.at(i), text.left(t.ends.at(i)));
+            slot = map.find(p, node, t.keys.at(i));
             Q_ASSERT(slot != nullptr && slot->node == loaded);
         }
         node = slot->node;
         flags = slot->flags;
         t.slots.append(slot);
+        t.nodes.append(node);
         if ((flags & NodeMap::Complete) && (flags & NodeMap::Leaf))
             break;
     }
+    if (map.generation() != generation) {
+        // Reading a child grew the map: the slots found before it moved.
+        for (qsizetype i = 0; i < t.slots.size(); ++i)
+            t.slots[i] = map.find(nodes.at(t.nodes.at(i)).path, i == 0 ? 0 : t.nodes.at(i - 1), t.keys.at(i));
+    }
+    remember(text, t);
+}
+
+void DefinitionCache::Private::remember(QStringView text, const Trace &t)
+{
+    lastText.resize(text.size());
+    std::copy(text.begin(), text.end(), lastText.data());
+    last.ends = t.ends;
+    last.keys = t.keys;
+    last.nodes = t.nodes;
+    last.slots = t.slots;
+    last.generation = map.generation();
 }
 
 void DefinitionCache::Private::intern(QString &text)
