@@ -201,6 +201,7 @@ QString Names::resolve(const QString &text)
         if (!m_record)
             m_record = std::make_unique<QXMibOID>();
         m_recordOid.clear();
+        m_recordName.clear();
         if (resolveUserText(*m_record, t))
             return m_record->OID();
     } catch (const QXMibError &) {
@@ -220,23 +221,23 @@ QXMibOID *Names::record(const QString &oid)
                 m_record = std::make_unique<QXMibOID>();
             m_record->setOID(oid);
             m_recordOid = oid;
+            m_recordName = m_record->Name();
         } catch (const QXMibError &) {
             m_useDatabase = false;
             return nullptr;
         }
     }
-    return m_record->Name().isEmpty() ? nullptr : m_record.get();
+    return m_recordName.isEmpty() ? nullptr : m_record.get();
 }
 
 QString Names::nameOf(const QString &oid)
 {
-    const QXMibOID *r = record(oid);
-    return r != nullptr ? r->Name() : oid;
+    return record(oid) != nullptr ? m_recordName : oid;
 }
 
 QString valueText(const VarBind &b)
 {
-    if (b.Status != 0)
+    if (b.Status != 0 || (b.ValueType != 4 && b.ValueType != 64 && b.ValueType != 68))
         return b.Value;
     const QByteArray octets = b.Value.toLatin1();
     switch (b.ValueType) {

@@ -54,6 +54,7 @@ public:
 private:
     std::unique_ptr<QXMibOID> m_record;
     QString m_recordOid; // what m_record was last set to
+    QString m_recordName; // and its Name
     bool m_useDatabase = true;
 };
 
