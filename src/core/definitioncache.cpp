@@ -369,8 +369,9 @@ public:
         QVarLengthArray<quint32, 32> nodes;       // of each slot
         quint64 generation = 0;                   // of the map the slots point into
     };
-    void trace(QStringView text, Trace &t);
-    void remember(QStringView text, const Trace &t);
+    // The trace of a text, kept until the next one (which starts from it).
+    const Trace &trace(QStringView text);
+    void finish(QStringView text);
 
     // The row held in a slot, read first when needed; null when it is gone.
     const TreeDefinition *row(qint64 rowid, int *slot);
@@ -780,32 +781,45 @@ quint32 DefinitionCache::Private::loadChild(quint32 parent, quint32 key, QString
     return node;
 }
 
-void DefinitionCache::Private::trace(QStringView text, Trace &t)
+const DefinitionCache::Private::Trace &DefinitionCache::Private::trace(QStringView text)
 {
     const char16_t *c = text.utf16();
     const qsizetype n = text.size();
-    for (qsizetype i = 0; i < n; ++i) {
-        if (c[i] == u'.')
-            t.ends.append(i);
-    }
-    t.ends.append(n);
-
+    Trace &t = last;
     // The segments this text shares with the last one traced keep their slots,
     // as long as the map has not moved them.
+    const bool reusable = map.generation() == t.generation;
+    t.generation = 0; // until the trace is complete
+    const qsizetype common =
+        reusable ? std::mismatch(c, c + qMin(n, lastText.size()), lastText.utf16()).first - c : 0;
     qsizetype reused = 0;
-    if (map.generation() == last.generation && !last.slots.isEmpty()) {
-        const qsizetype common = std::mismatch(c, c + qMin(n, lastText.size()), lastText.utf16()).first - c;
-        const qsizetype most = qMin(last.slots.size(), t.ends.size());
-        while (reused < most && t.ends.at(reused) == last.ends.at(reused) && t.ends.at(reused) <= common) {
-            t.keys.append(last.keys.at(reused));
-            t.nodes.append(last.nodes.at(reused));
-            NodeMap::Slot *slot = last.slots.at(reused++);
-            t.slots.append(slot);
-            if ((slot->flags & NodeMap::Complete) && (slot->flags & NodeMap::Leaf)) {
-                remember(text, t);
-                return;
-            }
+    qsizetype segment = 0;
+    bool leaf = false;
+    for (qsizetype i = 0;; ++i) {
+        if (i < n && c[i] != u'.')
+            continue;
+        // A segment ends here: kept while it ends where the last one's did, within the shared text.
+        if (reusable && reused == segment && !leaf && segment < t.slots.size() && i <= common
+            && t.ends.at(segment) == i) {
+            ++reused;
+            const quint8 flags = t.slots.at(segment)->flags;
+            leaf = (flags & NodeMap::Complete) && (flags & NodeMap::Leaf);
+        } else if (segment < t.ends.size()) {
+            t.ends[segment] = i;
+        } else {
+            t.ends.append(i);
         }
+        ++segment;
+        if (i == n)
+            break;
+    }
+    t.ends.resize(segment);
+    t.keys.resize(reused);
+    t.nodes.resize(reused);
+    t.slots.resize(reused);
+    if (leaf) {
+        finish(text);
+        return t;
     }
 
     // The keys and path hashes of the rest, fetched from the map all at once.
@@ -847,17 +861,14 @@ void DefinitionCache::Private::trace(QStringView text, Trace &t)
         for (qsizetype i = 0; i < t.slots.size(); ++i)
             t.slots[i] = map.find(nodes.at(t.nodes.at(i)).path, i == 0 ? 0 : t.nodes.at(i - 1), t.keys.at(i));
     }
-    remember(text, t);
+    finish(text);
+    return t;
 }
 
-void DefinitionCache::Private::remember(QStringView text, const Trace &t)
+void DefinitionCache::Private::finish(QStringView text)
 {
     lastText.resize(text.size());
     std::copy(text.begin(), text.end(), lastText.data());
-    last.ends = t.ends;
-    last.keys = t.keys;
-    last.nodes = t.nodes;
-    last.slots = t.slots;
     last.generation = map.generation();
 }
 
@@ -1002,8 +1013,7 @@ const TreeDefinition *DefinitionCache::resolve(QStringView text, qsizetype *matc
     *matched = 0;
     if (text.isEmpty())
         return nullptr;
-    Private::Trace t;
-    d->trace(text, t);
+    const Private::Trace &t = d->trace(text);
     for (qsizetype i = t.slots.size() - 1; i >= 0; --i) {
         NodeMap::Slot *slot = t.slots.at(i);
         // The look-up never asks for the empty text that a leading dot leaves.
@@ -1022,8 +1032,7 @@ const TreeDefinition *DefinitionCache::resolve(QStringView text, qsizetype *matc
 
 QString DefinitionCache::longName(QStringView oid)
 {
-    Private::Trace t;
-    d->trace(oid, t);
+    const Private::Trace &t = d->trace(oid);
     QString result;
     result.reserve(oid.size() * 3);
     for (qsizetype i = 0; i < t.ends.size(); ++i) {
