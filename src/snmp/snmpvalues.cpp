@@ -1,6 +1,7 @@
 #include "snmp/snmpvalues_p.h"
 
 #include <QList>
+#include <QVarLengthArray>
 
 #include <arpa/inet.h>
 
@@ -158,27 +159,21 @@ bool parseOid(const QString &text, oid *arcs, size_t *length)
 
 QString oidText(const oid *arcs, size_t length)
 {
-    // Digits written in place: a walk converts one OID per value.
-    qsizetype size = length > 0 ? qsizetype(length) - 1 : 0;
-    for (size_t i = 0; i < length; ++i) {
-        unsigned long long v = arcs[i];
-        do {
-            ++size;
-            v /= 10;
-        } while (v != 0);
-    }
-    QString text(size, Qt::Uninitialized);
-    QChar *end = text.data() + size;
+    // Digits written backwards in one pass: a walk converts one OID per value.
+    // Up to 20 digits and a dot per arc.
+    QVarLengthArray<char16_t, 21 * 32> text(qsizetype(length) * 21);
+    char16_t *const end = text.data() + text.size();
+    char16_t *at = end;
     for (size_t i = length; i-- > 0;) {
         unsigned long long v = arcs[i];
         do {
-            *--end = QLatin1Char(char('0' + v % 10));
+            *--at = char16_t(u'0' + v % 10);
             v /= 10;
         } while (v != 0);
         if (i > 0)
-            *--end = QLatin1Char('.');
+            *--at = u'.';
     }
-    return text;
+    return QString(reinterpret_cast<const QChar *>(at), end - at);
 }
 
 void fromVariable(const netsnmp_variable_list *v, VarBind &b)
