@@ -15,6 +15,7 @@
 #include <QEventLoop>
 #include <QMap>
 
+#include <algorithm>
 #include <memory>
 
 using namespace SnmpCli;
@@ -39,8 +40,12 @@ const char kUsage[] =
 // Numeric OID order, without splitting the texts.
 bool lessThan(const QString &a, const QString &b)
 {
-    int i = 0;
-    int j = 0;
+    // Arcs whose text is the same compare equal: start at the arc where the texts part.
+    const qsizetype shared = qMin(a.size(), b.size());
+    qsizetype i = std::mismatch(a.cbegin(), a.cbegin() + shared, b.cbegin()).first - a.cbegin();
+    while (i > 0 && a.at(i - 1) != QLatin1Char('.'))
+        --i;
+    qsizetype j = i;
     while (i < a.size() && j < b.size()) {
         qulonglong x = 0;
         qulonglong y = 0;
