@@ -309,18 +309,23 @@ private Q_SLOTS:
         QCOMPARE(table->SelectedOID(), kHrSWRun + QStringLiteral(".2.5"));
     }
 
-    // An edit goes out as a Set of the agent's own type and is read back.
+    // An edit goes out as a Set of the agent's own type and is read back. Cancel
+    // before the Set keeps it from going out (the cell shows the agent's value
+    // again); after it, the Set is read back as usual. The Cancel ends with the edit.
     void edit_data()
     {
         QTest::addColumn<QString>("agent");
         QTest::addColumn<QString>("community");
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("typed");
+        QTest::addColumn<int>("cancel"); // 1 before the Set, 2 after it
         QTest::addColumn<QString>("shown");
         QTest::addColumn<QString>("message");
-        QTest::newRow("picked from the list") << "fake" << "private" << "hrSWRunTable" << "3" << "notRunnable(3)" << "";
-        QTest::newRow("taken by snmpd") << "snmpd" << "private" << "laTable" << "13.50" << "13.50" << "";
-        QTest::newRow("refused by snmpd") << "snmpd" << "public" << "laTable" << "14.00" << "13.50"
+        QTest::newRow("picked from the list") << "fake" << "private" << "hrSWRunTable" << "3" << 0 << "notRunnable(3)" << "";
+        QTest::newRow("cancelled before the Set") << "fake" << "private" << "hrSWRunTable" << "3" << 1 << "running(1)" << "";
+        QTest::newRow("cancelled after the Set") << "fake" << "private" << "hrSWRunTable" << "3" << 2 << "notRunnable(3)" << "";
+        QTest::newRow("taken by snmpd") << "snmpd" << "private" << "laTable" << "13.50" << 0 << "13.50" << "";
+        QTest::newRow("refused by snmpd") << "snmpd" << "public" << "laTable" << "14.00" << 0 << "13.50"
                                           << "(!) Could not change laConfig.1\n\nnoAccess";
     }
     void edit()
@@ -329,16 +334,30 @@ private Q_SLOTS:
         QFETCH(QString, community);
         QFETCH(QString, name);
         QFETCH(QString, typed);
-        auto table = createTable(agent == QLatin1String("fake") ? m_fake.target() : m_snmpd.target());
+        QFETCH(int, cancel);
+        FakeAgent fake;
+        fake.setData(smallTable());
+        auto table = createTable(agent == QLatin1String("fake") ? fake.target() : m_snmpd.target());
         table->setCommunity(community);
         QVERIFY(::retrieve(table.get(), name, {QStringLiteral("hrSWRunStatus"), QStringLiteral("laConfig")}));
         const QModelIndex cell = table->model()->index(0, 0);
         QVERIFY(table->model()->flags(cell) & Qt::ItemIsEditable);
         QCOMPARE(table->model()->data(cell, Qt::BackgroundRole), QVariant());
+        QSignalSpy done(table.get(), &MIBTable::Complete);
         QVERIFY(table->model()->setData(cell, typed));
-        QVERIFY(settle(table.get()));
+        if (cancel == 2)
+            QTRY_VERIFY(fake.pduTypes.contains(0xA3));
+        if (cancel != 0)
+            table->Cancel();
+        QVERIFY(done.wait(10000));
+        QCOMPARE(done.takeFirst().at(0).toBool(), cancel != 0);
         QTEST(table->Cell(1, 1), "shown");
         QTEST(m_messages.join(u'|'), "message");
+        QCOMPARE(fake.pduTypes.contains(0xA3), agent == QLatin1String("fake") && cancel != 1);
+        table->RefreshCell(1, 1);
+        QVERIFY(done.wait(10000));
+        QCOMPARE(done.takeFirst().at(0).toBool(), false);
+        QTEST(table->Cell(1, 1), "shown");
     }
 
     void refreshAndText()
