@@ -13,6 +13,8 @@
 
 namespace {
 
+constexpr int kShownLength = 1024;
+
 class LiveGridDelegate : public QStyledItemDelegate
 {
 public:
@@ -69,18 +71,22 @@ protected:
     void initStyleOption(QStyleOptionViewItem *option, const QModelIndex &index) const override
     {
         QStyledItemDelegate::initStyleOption(option, index);
-        if (!m_grid->hasFormatter())
-            return;
-        QString text = option->text;
-        QColor fore = option->palette.color(QPalette::Text);
-        QColor back = option->backgroundBrush.style() != Qt::NoBrush ? option->backgroundBrush.color() : QColor();
-        QFont font = option->font;
-        m_grid->format(index.row() + 1, index.column() + 1, text, fore, back, font);
-        option->text = text;
-        option->palette.setColor(QPalette::Text, fore);
-        option->backgroundBrush = back.isValid() ? QBrush(back) : QBrush();
-        option->font = font;
-        option->fontMetrics = QFontMetrics(font);
+        if (m_grid->hasFormatter()) {
+            QString text = option->text;
+            QColor fore = option->palette.color(QPalette::Text);
+            QColor back = option->backgroundBrush.style() != Qt::NoBrush ? option->backgroundBrush.color() : QColor();
+            QFont font = option->font;
+            m_grid->format(index.row() + 1, index.column() + 1, text, fore, back, font);
+            option->text = text;
+            option->palette.setColor(QPalette::Text, fore);
+            option->backgroundBrush = back.isValid() ? QBrush(back) : QBrush();
+            option->font = font;
+            option->fontMetrics = QFontMetrics(font);
+        }
+        // An octet string may hold 64 KB; laying all of it out for every paint
+        // only to elide it costs a frame. No column shows more than this.
+        if (option->text.size() > kShownLength)
+            option->text.truncate(kShownLength);
     }
 
 private:

@@ -253,6 +253,7 @@ void MIBBrowserPrivate::walkReply(SnmpQuery *query)
 void MIBBrowserPrivate::endWalk()
 {
     walking = false;
+    model->flush();
     Q_EMIT q->Complete(cancel);
 }
 
@@ -489,6 +490,7 @@ void MIBBrowser::RefreshRow(int Row)
 
 void MIBBrowser::RefreshSelection()
 {
+    d->model->flush();
     QList<int> rows;
     for (const QModelIndex &i : d->grid->selectedCells()) {
         if (!rows.contains(i.row() + 1))
@@ -570,6 +572,7 @@ int MIBBrowser::Row() const
 
 void MIBBrowser::setRow(int row)
 {
+    d->model->flush();
     d->grid->setCurrentGridCell(row, qMax(1, d->grid->currentGridCol()));
 }
 
@@ -667,6 +670,7 @@ QString MIBBrowser::SelectedParsedValue() const
 
 QStringList MIBBrowser::Selection() const
 {
+    d->model->flush();
     QStringList oids;
     for (const QModelIndex &i : d->grid->selectedCells()) {
         const QString oid = LookupOID(i.row() + 1);
@@ -678,16 +682,19 @@ QStringList MIBBrowser::Selection() const
 
 void MIBBrowser::SelectAll()
 {
+    d->model->flush();
     d->grid->selectAll();
 }
 
 void MIBBrowser::CopySelection()
 {
+    d->model->flush();
     d->grid->copySelection();
 }
 
 QString MIBBrowser::TableText(bool CSV) const
 {
+    d->model->flush();
     return LiveGrid::modelText(d->model, CSV);
 }
 

@@ -18,12 +18,17 @@ const CodeInfo kCodeInfo[MIBBrowserModel::kCodes] = {
 
 constexpr int kRawValue = 9;
 constexpr int kValue = 10;
+// Often enough to look live, seldom enough that painting costs the walk nothing.
+constexpr int kFlushMs = 100;
 
 } // namespace
 
 MIBBrowserModel::MIBBrowserModel(QObject *parent)
     : QAbstractTableModel(parent)
 {
+    m_flushTimer.setSingleShot(true);
+    m_flushTimer.setInterval(kFlushMs);
+    connect(&m_flushTimer, &QTimer::timeout, this, &MIBBrowserModel::flush);
 }
 
 MIBBrowserModel::~MIBBrowserModel() = default;
@@ -40,7 +45,7 @@ int MIBBrowserModel::probeLength(int code)
 
 int MIBBrowserModel::rowCount(const QModelIndex &parent) const
 {
-    return parent.isValid() ? 0 : int(m_rows.size());
+    return parent.isValid() ? 0 : m_shownRows;
 }
 
 int MIBBrowserModel::columnCount(const QModelIndex &parent) const
@@ -50,7 +55,7 @@ int MIBBrowserModel::columnCount(const QModelIndex &parent) const
 
 QVariant MIBBrowserModel::data(const QModelIndex &index, int role) const
 {
-    if (!index.isValid() || index.model() != this || index.row() >= m_rows.size() || index.column() >= m_codes.size())
+    if (!index.isValid() || index.model() != this || index.row() >= m_shownRows || index.column() >= m_codes.size())
         return QVariant();
     const Row &row = m_rows.at(index.row());
     const int code = m_codes.at(index.column());
@@ -72,12 +77,12 @@ QVariant MIBBrowserModel::headerData(int section, Qt::Orientation orientation, i
         return QVariant();
     if (orientation == Qt::Horizontal)
         return section < m_codes.size() ? QVariant(caption(m_codes.at(section))) : QVariant();
-    return section < m_rows.size() ? QVariant(section + 1) : QVariant();
+    return section < m_shownRows ? QVariant(section + 1) : QVariant();
 }
 
 Qt::ItemFlags MIBBrowserModel::flags(const QModelIndex &index) const
 {
-    if (!index.isValid() || index.model() != this || index.row() >= m_rows.size() || index.column() >= m_codes.size())
+    if (!index.isValid() || index.model() != this || index.row() >= m_shownRows || index.column() >= m_codes.size())
         return Qt::NoItemFlags;
     Qt::ItemFlags f = Qt::ItemIsEnabled | Qt::ItemIsSelectable;
     const int code = m_codes.at(index.column());
@@ -96,18 +101,20 @@ bool MIBBrowserModel::setData(const QModelIndex &index, const QVariant &value, i
 
 void MIBBrowserModel::setCodes(const QVector<int> &codes)
 {
+    m_flushTimer.stop();
     beginResetModel();
     m_codes = codes;
+    m_shownRows = int(m_rows.size());
     endResetModel();
 }
 
 int MIBBrowserModel::appendRow(Row row)
 {
     const int r = int(m_rows.size());
-    beginInsertRows(QModelIndex(), r, r);
     m_rowByOid.insert(row.oid, r);
     m_rows.append(std::move(row));
-    endInsertRows();
+    if (!m_flushTimer.isActive())
+        m_flushTimer.start();
     return r;
 }
 
@@ -120,14 +127,26 @@ void MIBBrowserModel::replaceRow(int r, Row row)
         m_rowByOid.insert(row.oid, r);
     }
     m_rows[r] = std::move(row);
-    if (!m_codes.isEmpty())
+    if (r < m_shownRows && !m_codes.isEmpty())
         Q_EMIT dataChanged(index(r, 0), index(r, int(m_codes.size()) - 1));
 }
 
 void MIBBrowserModel::clear()
 {
+    m_flushTimer.stop();
     beginResetModel();
     m_rows.clear();
     m_rowByOid.clear();
+    m_shownRows = 0;
     endResetModel();
+}
+
+void MIBBrowserModel::flush()
+{
+    m_flushTimer.stop();
+    if (m_rows.size() <= m_shownRows)
+        return;
+    beginInsertRows(QModelIndex(), m_shownRows, int(m_rows.size()) - 1);
+    m_shownRows = int(m_rows.size());
+    endInsertRows();
 }

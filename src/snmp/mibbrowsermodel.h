@@ -5,6 +5,7 @@
 #include <QAbstractTableModel>
 #include <QHash>
 #include <QStringList>
+#include <QTimer>
 #include <QVector>
 
 #include <array>
@@ -13,6 +14,11 @@
 // The rows of a MIBBrowser: one per object listed, one column per column code
 // (0 "OID" to 11 "Description"), captions as header data. Each row keeps the
 // texts of all twelve codes, so changing the columns needs no look-ups.
+//
+// Rows appended reach the views in batches, as a walk delivers one row per
+// reply and a view lays out and paints again for every announcement: a short
+// timer announces them, flush() at once. rows() and row() see every row,
+// rowCount() only those announced.
 class QXMIBTREE_EXPORT MIBBrowserModel : public QAbstractTableModel
 {
     Q_OBJECT
@@ -57,6 +63,8 @@ public:
     // The row listing an OID, -1 when none does.
     int findOid(const QString &oid) const { return m_rowByOid.value(oid, -1); }
     void clear();
+    // Announces the rows appended since the last announcement.
+    void flush();
 
     // Called instead of storing an edit: (row, value typed or picked).
     std::function<void(int row, const QVariant &value)> editHandler;
@@ -65,4 +73,7 @@ private:
     QVector<int> m_codes;
     QVector<Row> m_rows;
     QHash<QString, int> m_rowByOid;
+    // Rows the views know of.
+    int m_shownRows = 0;
+    QTimer m_flushTimer;
 };

@@ -71,6 +71,8 @@ struct PendingEdit
 {
     int column = 0;
     QString typed;
+    // What the cell showed before the typed text.
+    QString before;
     bool reported = false;
 };
 
@@ -445,7 +447,7 @@ void MIBTablePrivate::startEdit(int row, int col, const QVariant &value)
     if (oid.isEmpty())
         return;
     const QString typed = value.toString();
-    edits.insert(oid, {col, typed, false});
+    edits.insert(oid, {col, typed, model->cell(row, col).text, false});
     model->setCellText(row, col, typed);
     try {
         wrapper->SNMPQueryGet(address(), community, oid, effectiveVersion(), q, PelorusWrapper::defaultSession(), true,
@@ -468,6 +470,21 @@ void MIBTablePrivate::typeProbeReply(SnmpQuery *query)
         const VarBind &b = query->VarBinds()->at(0);
         if (b.Status == 0 && b.ValueType != 5)
             type = b.ValueType;
+    }
+    if (cancel) {
+        // Nothing was written: the cell shows the agent's value again.
+        const int column = edit->column;
+        const QString before = edit->before;
+        edits.remove(oid);
+        const VarBind probe = type != 0 ? query->VarBinds()->at(0) : VarBind();
+        if (type == 0 || !placeByOid(probe, QString())) {
+            const QString index = column < int(columns.size()) ? oid.mid(columns[size_t(column)].oid.size() + 1)
+                                                               : QString();
+            const int row = model->findRow(index);
+            if (row >= 0 && column < model->tableColumns())
+                model->setCellText(row, column, before);
+        }
+        return;
     }
     if (type == 0 && edit->column < int(columns.size()))
         type = columns[size_t(edit->column)].record->TypeInteger();
@@ -529,6 +546,9 @@ void MIBTablePrivate::sendRefresh(int row, int col)
 
 void MIBTablePrivate::startActivity()
 {
+    // A Cancel ends with the activity it was meant for.
+    if (!busy)
+        cancel = false;
     busy = true;
     if (!activeTimer.isActive())
         activeTimer.start(busyInterval());

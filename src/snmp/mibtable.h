@@ -54,7 +54,8 @@ class SnmpSession;
 //   as dotted decimals, UTF-8 text as text). An error reply to a refresh leaves
 //   the cell as it was and shows the error in Message.
 // - Progress(Cancel) is raised before each further walk step; setting Cancel
-//   stops every walk of the control. Complete(Cancelled) is raised by the
+//   stops every walk of the control, and an edit whose Set has not gone out
+//   (its cell shows the agent's value again). Complete(Cancelled) is raised by the
 //   ActiveTimer tick that finds no query outstanding on the thread (every
 //   view's) after a retrieval, refresh or edit; Cancelled is true after Cancel.
 // - A retrieval that ends without rows, errors or Cancel reports the table as

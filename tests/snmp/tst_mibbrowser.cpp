@@ -5,6 +5,7 @@
 #include "livetables.h"
 #include "snmp/mibbrowser.h"
 #include "snmp/mibbrowsermodel.h"
+#include "snmp/peloruswrapper.h"
 #include "snmpagent.h"
 
 #include <QAbstractItemModelTester>
@@ -118,14 +119,18 @@ private Q_SLOTS:
     }
 
     // A Set and its read-back Get go out together; the change is reported only when it did not take.
+    // Cancel while a Set is in flight has nothing to stop: both replies still count.
     void setAndReadBack_data()
     {
         QTest::addColumn<QString>("community");
         QTest::addColumn<QString>("typed");
+        QTest::addColumn<bool>("cancel");
         QTest::addColumn<QString>("shown");
         QTest::addColumn<QString>("message");
-        QTest::newRow("taken") << "private" << "renamed" << "renamed" << "";
-        QTest::newRow("refused") << "public" << "other" << "renamed" << "(!) Could not change sysName.0 to \"other\".";
+        QTest::newRow("taken") << "private" << "renamed" << false << "renamed" << "";
+        QTest::newRow("refused") << "public" << "other" << false << "renamed"
+                                 << "(!) Could not change sysName.0 to \"other\".";
+        QTest::newRow("cancelled in flight") << "private" << "again" << true << "again" << "";
     }
     void setAndReadBack()
     {
@@ -140,6 +145,9 @@ private Q_SLOTS:
         const QModelIndex value = browser->model()->index(0, 2);
         QVERIFY(browser->model()->flags(value) & Qt::ItemIsEditable);
         QVERIFY(browser->model()->setData(value, typed));
+        QFETCH(bool, cancel);
+        if (cancel)
+            browser->Cancel();
         QTRY_VERIFY(!browser->Busy());
         QTEST(value.data().toString(), "shown");
         QTEST(m_messages.join(u'|'), "message");
@@ -148,17 +156,47 @@ private Q_SLOTS:
         QTEST(value.data().toString(), "shown");
     }
 
-    void loopingAgent()
+    // Agents that misbehave: the walk ends with what came (a time-out as the last
+    // row), and the browser walks the next agent as usual.
+    void misbehavingAgents_data()
     {
+        QTest::addColumn<int>("behaviour");
+        QTest::addColumn<int>("limit");
+        QTest::addColumn<QString>("rows"); // OID Name|Value of each row
+        const QString all = QStringLiteral("sysContact.0|me,sysName.0|x,sysLocation.0|") + QString(65000, u'y');
+        QTest::newRow("going round in circles") << int(FakeAgent::Repeat) << -1 << "sysContact.0|me";
+        QTest::newRow("every other request, retried") << int(FakeAgent::EveryOther) << -1 << all;
+        QTest::newRow("dies mid-walk") << int(FakeAgent::Normal) << 1 << "sysContact.0|me,sysContact.0|Error -24: Timeout";
+    }
+    void misbehavingAgents()
+    {
+        QFETCH(int, behaviour);
+        QFETCH(int, limit);
         FakeAgent agent;
-        agent.setData({{QStringLiteral("1.3.6.1.2.1.1.5.0"), 4, "x"}, {QStringLiteral("1.3.6.1.2.1.1.6.0"), 4, "y"}});
-        agent.behaviour = FakeAgent::Repeat;
+        agent.setData({{QStringLiteral("1.3.6.1.2.1.1.4.0"), 4, "me"},
+                       {QStringLiteral("1.3.6.1.2.1.1.5.0"), 4, "x"},
+                       {QStringLiteral("1.3.6.1.2.1.1.6.0"), 4, QByteArray(65000, 'y')},
+                       {QStringLiteral("1.3.6.1.2.1.2.1.0"), 2, "1"}});
+        agent.behaviour = FakeAgent::Behaviour(behaviour);
+        agent.answerLimit = limit;
         auto browser = createBrowser(agent.target());
+        browser->setFields(QStringLiteral("1,10"));
+        PelorusWrapper::instance()->setSNMPTimeout(300);
+        PelorusWrapper::instance()->setSNMPRetries(agent.behaviour == FakeAgent::EveryOther ? 1 : 0);
         QSignalSpy done(browser.get(), &MIBBrowser::Complete);
-        browser->GetNextOID(50, QStringLiteral("1.3.6.1.2.1.1"));
+        browser->setCurrentOID(QStringLiteral("system"));
+        browser->Activate();
         QVERIFY(done.wait(10000));
-        QCOMPARE(browser->model()->rows(), 1);
-        QCOMPARE(browser->OIDIndex(QStringLiteral("1.3.6.1.2.1.1.5.0")), 1);
+        QStringList rows;
+        for (const QString &line : browser->TableText(false).split(u'\n', Qt::SkipEmptyParts).mid(1))
+            rows.append(line.section(u'\t', 0, 0) + u'|' + line.section(u'\t', 1).left(65000));
+        QTEST(rows.join(u','), "rows");
+
+        browser->setIP(m_snmpd.target());
+        browser->Activate();
+        QVERIFY(done.wait(10000));
+        QCOMPARE(done.last().at(0).toBool(), false);
+        QCOMPARE(browser->model()->rows(), walkLength(m_snmpd, browser->CurrentOID()));
     }
 
 private:

@@ -3,6 +3,8 @@
 #include "fakeagent.h"
 #include "fixturedatabase.h"
 #include "livetables.h"
+#include "snmp/mibbrowser.h"
+#include "snmp/mibbrowsermodel.h"
 #include "snmp/mibtable.h"
 #include "snmp/mibtablemodel.h"
 #include "snmp/peloruswrapper.h"
@@ -204,7 +206,9 @@ private Q_SLOTS:
         QCOMPARE(table->UnSupported(), walked);
     }
 
-    // What no real agent does: the walks end, and the request kinds are the right ones.
+    // What no real agent does: the walks end, the request kinds are the right ones,
+    // and the view is ready for the next retrieval. A name of 64 KB makes GetBulk
+    // answers shrink to fit a datagram.
     void misbehavingAgents_data()
     {
         QTest::addColumn<int>("version");
@@ -221,6 +225,8 @@ private Q_SLOTS:
         QTest::newRow("replies without bindings") << 2 << int(FakeAgent::Empty) << 0 << -1 << 0 << "^nnn$"
                                                   << "hrSWRunTable is not supported on %1";
         QTest::newRow("agent dies mid-walk") << 2 << int(FakeAgent::Normal) << 0 << 5 << -1 << "" << "Timeout";
+        QTest::newRow("every other request, retried") << 2 << int(FakeAgent::EveryOther) << 0 << -1 << 12
+                                                      << "^n(bb)+$" << "";
     }
     void misbehavingAgents()
     {
@@ -231,14 +237,18 @@ private Q_SLOTS:
         QFETCH(QString, requests);
         QFETCH(QString, message);
         FakeAgent agent;
-        agent.setData(smallTable());
+        QList<FakeAgent::Binding> data = smallTable();
+        data[7].value = QByteArray(65000, 'x'); // hrSWRunName.3
+        agent.setData(data);
         agent.behaviour = FakeAgent::Behaviour(behaviour);
         QFETCH(int, tooBig);
         agent.tooBigAbove = tooBig;
         agent.answerLimit = limit;
-        auto table = createTable(agent.target(), version);
+        // Every other request lost: one retry each, on one walk so that each retry follows its loss.
+        const bool lossy = agent.behaviour == FakeAgent::EveryOther;
+        auto table = createTable(agent.target(), version, lossy ? 0 : 1);
         PelorusWrapper::instance()->setSNMPTimeout(300);
-        PelorusWrapper::instance()->setSNMPRetries(0);
+        PelorusWrapper::instance()->setSNMPRetries(lossy ? 1 : 0);
         QAbstractItemModelTester tester(table->model(), QAbstractItemModelTester::FailureReportingMode::QtTest);
         QVERIFY(::retrieve(table.get(), QStringLiteral("hrSWRunTable"), kSmallColumns));
         if (rows >= 0)
@@ -248,12 +258,49 @@ private Q_SLOTS:
         if (rows == 12) {
             QCOMPARE(placed(*table).size(), 34);
             QCOMPARE(table->Cell(6, 0), QStringLiteral("6")); // in index order at the end
+            QCOMPARE(table->Cell(3, 2), QString(65000, u'x'));
         }
         QString kinds;
         for (const int pdu : std::as_const(agent.pduTypes))
             kinds += pdu == 0xA1 ? u'n' : pdu == 0xA5 ? u'b' : u'?';
         QVERIFY2(QRegularExpression(requests).match(kinds).hasMatch(), qPrintable(kinds));
         QCOMPARE(messageOf(*table), withTarget(message, agent.target()));
+
+        table->setIP(m_fake.target());
+        QVERIFY(::retrieve(table.get(), QStringLiteral("hrSWRunTable"), kSmallColumns));
+        QCOMPARE(placed(*table).size(), 34);
+        QCOMPARE(messageOf(*table), QString());
+    }
+
+    // Destroyed with its requests in flight, a view gets none of the replies (the
+    // sanitizer build catches one that would reach it) and sends no more requests.
+    void destroyedInFlight_data()
+    {
+        QTest::addColumn<bool>("browser");
+        QTest::addColumn<int>("requests");
+        QTest::newRow("table") << false << 7;
+        QTest::newRow("browser") << true << 1;
+    }
+    void destroyedInFlight()
+    {
+        QFETCH(bool, browser);
+        FakeAgent agent;
+        agent.setData(smallTable());
+        // A view takes the engine's time-out and retries from the settings when it is made.
+        auto b = browser ? std::make_unique<MIBBrowser>() : nullptr;
+        auto t = browser ? nullptr : createTable(agent.target());
+        PelorusWrapper::instance()->setSNMPRetries(0);
+        if (b) {
+            b->setIP(agent.target());
+            b->GetNextOID(5, kHrSWRun);
+        } else {
+            t->GetTable(QStringLiteral("hrSWRunTable"));
+        }
+        QVERIFY(PelorusWrapper::instance()->SNMPOutstandingQueries() > 0);
+        b.reset();
+        t.reset();
+        QTRY_COMPARE(PelorusWrapper::instance()->SNMPOutstandingQueries(), 0);
+        QTEST(int(agent.pduTypes.size()), "requests");
     }
 
     void cancel()
@@ -271,21 +318,30 @@ private Q_SLOTS:
     }
 
     // Replies arriving while others are being placed (a Progress handler that yields)
-    // steer only their own walk, and two views share the thread's engine.
+    // steer only their own walk; two tables and a browser walk one agent at once.
     void twoViewsAtOnce()
     {
         auto installed = createTable(m_snmpd.target());
         auto interfaces = createTable(m_snmpd.target(), 2, 0);
+        MIBBrowser browser;
+        browser.setIP(m_snmpd.target());
+        browser.setCurrentOID(QStringLiteral("hrSWInstalledTable"));
         for (MIBTable *t : {installed.get(), interfaces.get()})
             connect(t, &MIBTable::Progress, this, [](bool &) { QCoreApplication::processEvents(); });
         QSignalSpy first(installed.get(), &MIBTable::Complete);
         QSignalSpy second(interfaces.get(), &MIBTable::Complete);
+        QSignalSpy walked(&browser, &MIBBrowser::Complete);
         installed->GetTable(QStringLiteral("hrSWInstalledTable"));
+        browser.Activate();
         interfaces->GetTable(QStringLiteral("ifTable"));
         QVERIFY(first.wait(60000));
-        QTRY_COMPARE(second.count(), 1);
+        QTRY_COMPARE(second.count() + walked.count(), 2);
         QCOMPARE(placed(*installed), reference(m_snmpd, QStringLiteral("public"), installed->GetOIDList()));
         QCOMPARE(placed(*interfaces), reference(m_snmpd, QStringLiteral("public"), interfaces->GetOIDList()));
+        QSet<QString> listed;
+        for (int row = 1; row <= browser.model()->rows(); ++row)
+            listed.insert(browser.LookupOID(row));
+        QCOMPARE(listed, reference(m_snmpd, QStringLiteral("public"), {browser.CurrentOID()}));
     }
 
     void pivot()
@@ -309,18 +365,23 @@ private Q_SLOTS:
         QCOMPARE(table->SelectedOID(), kHrSWRun + QStringLiteral(".2.5"));
     }
 
-    // An edit goes out as a Set of the agent's own type and is read back.
+    // An edit goes out as a Set of the agent's own type and is read back. Cancel
+    // before the Set keeps it from going out (the cell shows the agent's value
+    // again); after it, the Set is read back as usual. The Cancel ends with the edit.
     void edit_data()
     {
         QTest::addColumn<QString>("agent");
         QTest::addColumn<QString>("community");
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("typed");
+        QTest::addColumn<int>("cancel"); // 1 before the Set, 2 after it
         QTest::addColumn<QString>("shown");
         QTest::addColumn<QString>("message");
-        QTest::newRow("picked from the list") << "fake" << "private" << "hrSWRunTable" << "3" << "notRunnable(3)" << "";
-        QTest::newRow("taken by snmpd") << "snmpd" << "private" << "laTable" << "13.50" << "13.50" << "";
-        QTest::newRow("refused by snmpd") << "snmpd" << "public" << "laTable" << "14.00" << "13.50"
+        QTest::newRow("picked from the list") << "fake" << "private" << "hrSWRunTable" << "3" << 0 << "notRunnable(3)" << "";
+        QTest::newRow("cancelled before the Set") << "fake" << "private" << "hrSWRunTable" << "3" << 1 << "running(1)" << "";
+        QTest::newRow("cancelled after the Set") << "fake" << "private" << "hrSWRunTable" << "3" << 2 << "notRunnable(3)" << "";
+        QTest::newRow("taken by snmpd") << "snmpd" << "private" << "laTable" << "13.50" << 0 << "13.50" << "";
+        QTest::newRow("refused by snmpd") << "snmpd" << "public" << "laTable" << "14.00" << 0 << "13.50"
                                           << "(!) Could not change laConfig.1\n\nnoAccess";
     }
     void edit()
@@ -329,16 +390,30 @@ private Q_SLOTS:
         QFETCH(QString, community);
         QFETCH(QString, name);
         QFETCH(QString, typed);
-        auto table = createTable(agent == QLatin1String("fake") ? m_fake.target() : m_snmpd.target());
+        QFETCH(int, cancel);
+        FakeAgent fake;
+        fake.setData(smallTable());
+        auto table = createTable(agent == QLatin1String("fake") ? fake.target() : m_snmpd.target());
         table->setCommunity(community);
         QVERIFY(::retrieve(table.get(), name, {QStringLiteral("hrSWRunStatus"), QStringLiteral("laConfig")}));
         const QModelIndex cell = table->model()->index(0, 0);
         QVERIFY(table->model()->flags(cell) & Qt::ItemIsEditable);
         QCOMPARE(table->model()->data(cell, Qt::BackgroundRole), QVariant());
+        QSignalSpy done(table.get(), &MIBTable::Complete);
         QVERIFY(table->model()->setData(cell, typed));
-        QVERIFY(settle(table.get()));
+        if (cancel == 2)
+            QTRY_VERIFY(fake.pduTypes.contains(0xA3));
+        if (cancel != 0)
+            table->Cancel();
+        QVERIFY(done.wait(10000));
+        QCOMPARE(done.takeFirst().at(0).toBool(), cancel != 0);
         QTEST(table->Cell(1, 1), "shown");
         QTEST(m_messages.join(u'|'), "message");
+        QCOMPARE(fake.pduTypes.contains(0xA3), agent == QLatin1String("fake") && cancel != 1);
+        table->RefreshCell(1, 1);
+        QVERIFY(done.wait(10000));
+        QCOMPARE(done.takeFirst().at(0).toBool(), false);
+        QTEST(table->Cell(1, 1), "shown");
     }
 
     void refreshAndText()

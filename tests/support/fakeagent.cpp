@@ -3,6 +3,7 @@
 #include <QStringList>
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -256,6 +257,14 @@ QList<QByteArray> FakeAgent::respond(const QByteArray &request)
         return tlv(0x30, versionTlv + communityTlv
                              + tlv(0xA2, idTlv + tlv(2, integer(errorStatus)) + tlv(2, integer(errorIndex)) + tlv(0x30, out)));
     };
+    // A GetBulk answer loses bindings from its end to fit a datagram.
+    const int room = 65507 - int(answerWith(requestIdTlv).size() - out.size());
+    if (out.size() > room && pduTag == 0xA5) {
+        const QByteArray all = std::exchange(out, {});
+        Reader l{all};
+        for (QByteArray content, whole; l.next(&tag, &content, &whole) && out.size() + whole.size() <= room;)
+            out += whole;
+    }
     const QByteArray reply = answerWith(requestIdTlv);
     switch (behaviour) {
     case WrongIdFirst:
