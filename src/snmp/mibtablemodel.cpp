@@ -4,13 +4,25 @@
 #include "snmp/livevalues_p.h"
 
 #include <QColor>
+#include <QGuiApplication>
+#include <QPalette>
 
 #include <algorithm>
 #include <numeric>
 
 namespace {
 
-const QColor kReadOnlyBackground(240, 240, 240);
+// Read-only cells: the base colour a step towards the text colour, so that
+// they stand out and stay readable on a light palette (240, 240, 240 on white)
+// and a dark one alike.
+QColor readOnlyBackground()
+{
+    const QPalette palette = QGuiApplication::palette();
+    const QColor base = palette.color(QPalette::Base);
+    const QColor text = palette.color(QPalette::Text);
+    const auto mix = [](int b, int t) { return (b * 94 + t * 6 + 50) / 100; };
+    return QColor(mix(base.red(), text.red()), mix(base.green(), text.green()), mix(base.blue(), text.blue()));
+}
 constexpr int kFlushMs = 100;
 // Every row announced makes the views lay out and paint again: while values keep
 // coming, new rows are announced less often than changed cells.
@@ -96,7 +108,7 @@ QVariant MIBTableModel::data(const QModelIndex &index, int role) const
     case Qt::EditRole:
         return m_rows.at(row).cells.at(col).raw;
     case Qt::BackgroundRole:
-        return m_columns.at(col).writable ? QVariant() : QVariant(kReadOnlyBackground);
+        return m_columns.at(col).writable ? QVariant() : QVariant(readOnlyBackground());
     case Qt::TextAlignmentRole:
         return m_columns.at(col).alignment != 0 ? QVariant(m_columns.at(col).alignment) : QVariant();
     case LiveGrid::PickListRole:

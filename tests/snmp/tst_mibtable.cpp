@@ -464,6 +464,15 @@ private Q_SLOTS:
         table->grab();
         QCOMPARE(seen, QSet<QString>({"cell", "caption", "index"}));
         QCOMPARE(readOnly, QColor(240, 240, 240));
+        // Under a dark palette the shade stays dark beneath light text.
+        const QPalette light = QApplication::palette();
+        QPalette dark = light;
+        dark.setColor(QPalette::Base, QColor(35, 35, 35));
+        dark.setColor(QPalette::Text, Qt::white);
+        QApplication::setPalette(dark);
+        table->grab();
+        QApplication::setPalette(light);
+        QCOMPARE(readOnly, QColor(48, 48, 48));
         QCOMPARE(table->Cell(1, 2), QStringLiteral("proc, \"1\"")); // the model keeps its own text
     }
 
