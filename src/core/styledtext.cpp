@@ -398,6 +398,24 @@ QString StyledText::toHtml() const
     return out;
 }
 
+StyledText StyledText::readableOn(const QColor &background) const
+{
+    if (background.lightness() >= 128)
+        return *this;
+    StyledText out = *this;
+    for (Piece &p : out.m_pieces) {
+        int hue = 0;
+        int saturation = 0;
+        int lightness = 0;
+        p.colour.getHsl(&hue, &saturation, &lightness);
+        // Mirrored lightness keeps light and dark pieces apart; the floor keeps
+        // saturated blues and greens off the dark background.
+        lightness = qMax(lightness < 128 ? 255 - lightness : lightness, 190);
+        p.colour = QColor::fromHsl(hue, saturation, lightness);
+    }
+    return out;
+}
+
 qsizetype StyledText::documentLength() const
 {
     qsizetype n = 0;

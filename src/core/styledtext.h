@@ -43,6 +43,11 @@ public:
     // A complete HTML document; blanks and tabs are kept (white-space: pre-wrap).
     QString toHtml() const;
 
+    // The same pieces for display on a background: on a dark one, dark colours
+    // turn light (black text white) and every colour gets enough lightness to be
+    // read; on a light background the text comes back unchanged.
+    StyledText readableOn(const QColor &background) const;
+
     // Length as a text document counts it: every line break is one position.
     qsizetype documentLength() const;
     // The pieces between two document positions (see documentLength), cut as needed.

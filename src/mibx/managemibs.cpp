@@ -212,7 +212,7 @@ public:
         stale = false;
         guarded([&] {
             shown = compose(q);
-            details->setHtml(shown.toHtml());
+            details->setHtml(shown.readableOn(details->palette().color(QPalette::Base)).toHtml());
         });
     }
 };

@@ -39,9 +39,8 @@ public:
 
     void show()
     {
-        const QString html = composed.toHtml();
-        preload->setHtml(html);
-        details->setHtml(html);
+        preload->setHtml(composed.toHtml());
+        details->setHtml(composed.readableOn(details->palette().color(QPalette::Base)).toHtml());
     }
 };
 

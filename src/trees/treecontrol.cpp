@@ -128,6 +128,8 @@ public:
     void applyDetailsSize();
     void loadIconIndex();
     void show(const StyledText &text);
+    // The shown text in the details box, in colours its background lets one read.
+    void showReadable();
     QXMibOID &record()
     {
         if (!current)
@@ -442,9 +444,14 @@ void TreeControl::clearDetails()
 void TreeControlPrivate::show(const StyledText &text)
 {
     shown = text;
-    const QString html = text.toHtml();
-    preload->setHtml(html);
-    details->setHtml(html);
+    preload->setHtml(text.toHtml());
+    showReadable();
+}
+
+void TreeControlPrivate::showReadable()
+{
+    // The control's own palette: on a change it is new before the box's is.
+    details->setHtml(shown.readableOn(q->palette().color(QPalette::Base)).toHtml());
 }
 
 void TreeControl::showInPane(const StyledText &text)
@@ -576,8 +583,11 @@ bool TreeControl::DetailsVisible() const
 
 void TreeControl::changeEvent(QEvent *event)
 {
-    if (event->type() == QEvent::PaletteChange)
+    if (event->type() == QEvent::PaletteChange) {
         d->view->viewport()->update();
+        if (!d->shown.isEmpty())
+            d->showReadable();
+    }
     QWidget::changeEvent(event);
 }
 

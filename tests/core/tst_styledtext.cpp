@@ -196,6 +196,13 @@ void tst_StyledText::htmlInQtDocument()
 
     // Every visible character keeps its colour, weight, size and underline.
     QCOMPARE(inkOf(document), inkOf(text));
+
+    // For display on a dark background the same text turns light; a light one keeps it.
+    QCOMPARE(text.readableOn(Qt::white), text);
+    const StyledText onDark = text.readableOn(QColor(35, 35, 35));
+    QCOMPARE(onDark.toPlainText(), text.toPlainText());
+    for (const StyledText::Piece &piece : onDark.pieces())
+        QVERIFY(piece.colour.lightness() >= 190);
 }
 
 QTEST_MAIN(tst_StyledText)

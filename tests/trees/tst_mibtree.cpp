@@ -328,6 +328,17 @@ private Q_SLOTS:
         const QString copied = QGuiApplication::clipboard()->text();
         QVERIFY2(copied.startsWith(QStringLiteral("IF-MIB:ifAdminStatus\r\n")) && copied.contains(QStringLiteral("    up(1)")),
                  qPrintable(copied));
+        // On a dark palette the details turn light, black text included.
+        auto *details = m_tree->findChild<QTextEdit *>(QStringLiteral("Details"));
+        QTextCursor last(details->document());
+        last.movePosition(QTextCursor::End);
+        QVERIFY(last.charFormat().foreground().color().lightness() < 64);
+        QPalette dark = m_tree->palette();
+        dark.setColor(QPalette::Base, QColor(35, 35, 35));
+        m_tree->setPalette(dark);
+        last = QTextCursor(details->document());
+        last.movePosition(QTextCursor::End);
+        QVERIFY(last.charFormat().foreground().color().lightness() >= 190);
         m_tree->setOIDsVisible(false);
         QVERIFY(m_tree->view()->isColumnHidden(1) && !m_tree->OIDsVisible());
     }
