@@ -48,6 +48,9 @@ const char *const kCopyFormats[] = {
 };
 
 const char kUnsupported[] = "** unsupported OID **";
+// The engine's texts for a Get of an object or instance the agent does not have.
+const char *const kNoSuchValue[] = {"No Such Object available", "No Such Instance currently exists",
+                                    "No more variables left"};
 
 QSettings layoutStore()
 {
@@ -425,6 +428,7 @@ void MainWindow::walk(const QString &name)
     m_tabs->setCurrentWidget(m_browser);
     m_walkTarget = target;
     m_walkName = shown;
+    m_walkGetting = false;
     guarded([&] {
         if (!oid.isEmpty())
             Controls::call(m_tree, "SelectOID", oid);
@@ -485,13 +489,33 @@ void MainWindow::browserComplete(bool Cancelled)
     const int rows = grid != nullptr ? grid->model()->rowCount() : 0;
     QString error;
     bool unsupported = false;
+    bool absent = false;
     for (int r = 0; grid != nullptr && r < rows && error.isEmpty(); ++r) {
         for (int c = 0; c < grid->model()->columnCount(); ++c) {
             const QString text = gridText(grid, r, c);
             if (text.startsWith(QLatin1String("Error ")))
                 error = text.section(u':', 1).trimmed().isEmpty() ? text : text.section(u':', 1).trimmed();
             unsupported = unsupported || text == QLatin1String(kUnsupported);
+            for (const char *none : kNoSuchValue)
+                absent = absent || text.startsWith(QLatin1String(none));
         }
+    }
+    // The Get after an empty walk found no such instance either.
+    if (m_walkGetting && rows == 1 && (absent || error.contains(QLatin1String("noSuchName"), Qt::CaseInsensitive))) {
+        error.clear();
+        unsupported = true;
+    }
+    // Nothing under an object instance (sysUpTime.0, ifDescr.2): ask for the
+    // instance itself, as snmpwalk does.
+    if (unsupported && rows == 1 && !Cancelled && !m_walkGetting) {
+        m_walkGetting = true;
+        const QString oid = m_browser->property("CurrentOID").toString();
+        guarded([&] {
+            Controls::call(m_browser, "Clear");
+            Controls::call(m_browser, "GetOID", oid);
+        });
+        if (m_browser->property("Busy").toBool())
+            return;
     }
     if (!error.isEmpty()) {
         log(m_walkTarget.address() + QStringLiteral(": ") + error, true);

@@ -145,6 +145,8 @@ private:
     SnmpTarget m_walkTarget;
     QString m_tableName;
     QString m_walkName;
+    // The walk found nothing and its object is being asked for with a Get.
+    bool m_walkGetting = false;
     QAction *m_cancelAction = nullptr;
     QAction *m_exportAction = nullptr;
     QAction *m_printAction = nullptr;

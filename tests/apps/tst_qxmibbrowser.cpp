@@ -74,6 +74,12 @@ private Q_SLOTS:
         w.walk(QStringLiteral("system"));
         QVERIFY(walk.wait(20000));
         QVERIFY(gridHas(Controls::view(w.browser()), QStringLiteral("on this machine, started by qxmib-browser")));
+        // An instance has nothing under it: it is fetched itself.
+        w.walk(QStringLiteral("sysLocation.0"));
+        QTRY_COMPARE_WITH_TIMEOUT(Controls::view(w.browser())->model()->index(0, 1).data().toString(),
+                                  QStringLiteral("on this machine, started by qxmib-browser"), 20000);
+        QTRY_VERIFY(!w.browser()->property("Busy").toBool());
+        QCOMPARE(w.notice(), QString());
         QCOMPARE(w.targetBar()->recent().size(), 0); // the private agent is not remembered
 
         QTemporaryDir dir;
@@ -106,6 +112,7 @@ private Q_SLOTS:
         QTest::newRow("dead agent") << "ifTable" << 2 << int(SnmpAgent::freeUdpPort()) << "" << "" << "No answer from";
         QTest::newRow("walk of a dead agent") << "system" << 2 << int(SnmpAgent::freeUdpPort()) << "" << "" << "No answer from";
         QTest::newRow("wrong pass phrase") << "ifTable" << 3 << 0 << "demo" << "wrong-pass-phrase" << "refused the SNMPv3 credentials";
+        QTest::newRow("instance the agent lacks") << "ifDescr.99" << 1 << 0 << "" << "" << "has no objects under ifDescr.99";
         QTest::newRow("unknown user") << "system" << 3 << 0 << "nobody" << "demo-auth-pass" << "does not know the SNMPv3 user";
     }
     void failures()
