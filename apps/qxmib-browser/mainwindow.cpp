@@ -420,6 +420,7 @@ void MainWindow::walk(const QString &name)
     QString shown = text;
     if (kindOf(text, &oid, &shown) == 0 && !numeric) {
         showNotice(unknownObject(text));
+        setIdle(tr("%1: not in the MIB database").arg(text));
         return;
     }
     if (m_browser->property("Busy").toBool())

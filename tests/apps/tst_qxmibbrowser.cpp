@@ -9,6 +9,7 @@
 
 #include <QAbstractItemView>
 #include <QDialog>
+#include <QLabel>
 #include <QSettings>
 #include <QtTest>
 
@@ -138,6 +139,7 @@ private Q_SLOTS:
         w.openObject(object);
         QTRY_VERIFY_WITH_TIMEOUT(w.notice().contains(notice), 20000);
         QTRY_VERIFY(!w.table()->property("Busy").toBool() && !w.browser()->property("Busy").toBool());
+        QVERIFY(w.findChild<QLabel *>(QStringLiteral("BusyState"))->text().startsWith(object));
     }
 
     void cleanupTestCase()
