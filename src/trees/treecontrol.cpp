@@ -474,6 +474,9 @@ void TreeControl::Clear()
     clearDetails();
     d->model->clear();
     d->currentKey.clear();
+    // No row is current any more: SelectedOID and MIBName say so.
+    if (d->current)
+        d->current->Clear();
 }
 
 QString TreeControl::GetOIDDetails(QXMibOID *OID)

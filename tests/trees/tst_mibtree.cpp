@@ -116,6 +116,11 @@ private Q_SLOTS:
         QVERIFY(m_tree->findChild<QSplitter *>(QStringLiteral("Splitter")));
         for (const char *name : {"DetailsPopup", "PrintPopup", "CopyDetailsPopup"})
             QVERIFY2(m_tree->findChild<QObject *>(QLatin1String(name)), name);
+        // A refresh leaves no row current, and says so.
+        m_tree->SelectOID(QStringLiteral("1.3.6.1.2.1.1.5"));
+        QCOMPARE(m_tree->SelectedOID(), QStringLiteral("1.3.6.1.2.1.1.5"));
+        m_tree->Refresh();
+        QCOMPARE(m_tree->SelectedOID() + m_tree->MIBName(), QString());
     }
 
     void icons_data()
