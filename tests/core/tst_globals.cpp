@@ -289,6 +289,9 @@ private Q_SLOTS:
         QTest::newRow("OIDType") << "QXMIBTree.OIDType" << QByteArray("OIDType") << QByteArray("OIDType");
         QTest::newRow("ImportMIBX") << "QXMIBTree.ImportMIBX" << QByteArray("ImportMIBX")
                                     << QByteArray("AddEnums(QString,MibxNode)");
+        // The tree interface on its own: creatable, and castable to the interface.
+        QTest::newRow("MIBTreeCommon") << "QXMIBTree.MIBTreeCommon" << QByteArray("MIBTreeCommonObject")
+                                       << QByteArray("SelectOID(QString)");
     }
     void factory()
     {
@@ -303,6 +306,7 @@ private Q_SLOTS:
         QCOMPARE(QByteArray(meta->className()), className);
         QVERIFY2(meta->indexOfProperty(member.constData()) >= 0 || meta->indexOfMethod(member.constData()) >= 0,
                  member.constData());
+        QCOMPARE(object->qt_metacast("QXMIBTree.MIBTreeCommon") != nullptr, className == "MIBTreeCommonObject");
         QVERIFY(ObjectFactory::create(QStringLiteral("QXMIBTree.Nothing")) == nullptr);
     }
 
