@@ -47,7 +47,7 @@ public:
     // convert throw QXMibError.
     Q_INVOKABLE bool ImportMIBXFile(const QString &FileName);
     // Writes one Enums row per child of EnumTree: label = element name, value = its text.
-    void AddEnums(const QString &enumName, const MibxNode &EnumTree);
+    Q_INVOKABLE void AddEnums(const QString &enumName, const MibxNode &EnumTree);
     // Turns a MIB-X OID text (numbers, name(number), iso/org/dod/internet,
     // descriptors known to the database) into dotted numbers appended to result.
     Q_INVOKABLE bool ConvertOID(const QString &oidText, QString &result);

@@ -1264,6 +1264,12 @@ int MIBTable::Cols() const
     return d->grid->gridCols();
 }
 
+void MIBTable::setCols(int cols)
+{
+    if (d->model->pivoted())
+        d->model->truncateRows(qMax(0, cols - 1));
+}
+
 int MIBTable::ColPosition(int Col) const
 {
     return Col == 0 ? 0 : d->grid->horizontalHeader()->visualIndex(Col - 1) + 1;

@@ -117,7 +117,7 @@ class QXMIBTREE_EXPORT MIBTable : public QWidget, public SNMPReply
     Q_PROPERTY(int Rows READ Rows WRITE setRows)
     Q_PROPERTY(int Col READ Col WRITE setCol)
     Q_PROPERTY(int ColSel READ ColSel WRITE setColSel)
-    Q_PROPERTY(int Cols READ Cols)
+    Q_PROPERTY(int Cols READ Cols WRITE setCols)
 
 public:
     enum TableOrientation { TABLE_ORIENTATION_NORMAL = 0, TABLE_ORIENTATION_PIVOTED = 1 };
@@ -224,6 +224,9 @@ public:
     Q_INVOKABLE int ColAlignment(int Col) const;
     Q_INVOKABLE void setColAlignment(int Col, int Alignment);
     int Cols() const;
+    // Keeps the first columns of a pivoted table, its instances; never adds any.
+    // The columns of a table in its normal orientation are its objects and stay.
+    void setCols(int cols);
     // The column's place on screen, from 1.
     Q_INVOKABLE int ColPosition(int Col) const;
     Q_INVOKABLE void setColPosition(int Col, int Position);

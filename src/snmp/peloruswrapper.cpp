@@ -57,9 +57,19 @@ int PelorusWrapper::SNMPOutstandingQueries() const
     return m_engine->OutstandingQueries();
 }
 
+int PelorusWrapper::SNMPTimeout() const
+{
+    return m_engine->DefaultTimeout();
+}
+
 void PelorusWrapper::setSNMPTimeout(int milliseconds)
 {
     m_engine->setDefaultTimeout(milliseconds);
+}
+
+short PelorusWrapper::SNMPRetries() const
+{
+    return short(m_engine->DefaultRetries());
 }
 
 void PelorusWrapper::setSNMPRetries(short retries)

@@ -30,6 +30,8 @@ class QXMIBTREE_EXPORT PelorusWrapper : public QObject
     Q_MOC_INCLUDE("snmp/snmpreply.h")
     Q_PROPERTY(QString ResponseNodeID READ ResponseNodeID)
     Q_PROPERTY(int SNMPOutstandingQueries READ SNMPOutstandingQueries)
+    Q_PROPERTY(int SNMPTimeout READ SNMPTimeout WRITE setSNMPTimeout)
+    Q_PROPERTY(short SNMPRetries READ SNMPRetries WRITE setSNMPRetries)
     Q_PROPERTY(int ResponseErrorNumber READ ResponseErrorNumber)
     Q_PROPERTY(QString ResponseErrorDescription READ ResponseErrorDescription)
     Q_PROPERTY(VarBindList *ResponseOIDs READ ResponseOIDs)
@@ -48,10 +50,13 @@ public:
     Q_INVOKABLE void SNMPQueryResponse(SnmpQuery *Response);
     QString ResponseNodeID() const;
     int SNMPOutstandingQueries() const;
-    // Write-only: the engine's default time-out in milliseconds.
-    Q_INVOKABLE void setSNMPTimeout(int milliseconds);
-    // Write-only: the engine's default number of retries.
-    Q_INVOKABLE void setSNMPRetries(short retries);
+    // The engine's default time-out in milliseconds. Callers set it; reading
+    // gives what the engine uses now.
+    int SNMPTimeout() const;
+    void setSNMPTimeout(int milliseconds);
+    // The engine's default number of retries, likewise.
+    short SNMPRetries() const;
+    void setSNMPRetries(short retries);
     // 0: no error. 1..18: the error status of the agent's response (tooBig ..
     // inconsistentName). Negative: net-snmp's library error code (-24 time-out,
     // -35 authentication failure, -33 unknown user name, -3 unknown host, ...).

@@ -281,20 +281,32 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("name");
         QTest::addColumn<QByteArray>("className");
-        QTest::newRow("OID") << "QXMIBTree.OID" << QByteArray("QXMibOID");
-        QTest::newRow("Application") << "QXMIBTree.Application" << QByteArray("Application");
-        QTest::newRow("OIDTypes, other case") << "qxmibtree.oidtypes" << QByteArray("OIDTypes");
-        QTest::newRow("OIDType") << "QXMIBTree.OIDType" << QByteArray("OIDType");
+        // A member hosts reach by name on the new object: a property or an invokable's signature.
+        QTest::addColumn<QByteArray>("member");
+        QTest::newRow("OID") << "QXMIBTree.OID" << QByteArray("QXMibOID") << QByteArray("BaseOID");
+        QTest::newRow("Application") << "QXMIBTree.Application" << QByteArray("Application") << QByteArray("MIBDatabase");
+        QTest::newRow("OIDTypes, other case") << "qxmibtree.oidtypes" << QByteArray("OIDTypes") << QByteArray("NewEnum()");
+        QTest::newRow("OIDType") << "QXMIBTree.OIDType" << QByteArray("OIDType") << QByteArray("OIDType");
+        QTest::newRow("ImportMIBX") << "QXMIBTree.ImportMIBX" << QByteArray("ImportMIBX")
+                                    << QByteArray("AddEnums(QString,MibxNode)");
+        // The tree interface on its own: creatable, and castable to the interface.
+        QTest::newRow("MIBTreeCommon") << "QXMIBTree.MIBTreeCommon" << QByteArray("MIBTreeCommonObject")
+                                       << QByteArray("SelectOID(QString)");
     }
     void factory()
     {
         QFETCH(QString, name);
         QFETCH(QByteArray, className);
+        QFETCH(QByteArray, member);
         FixtureDatabase fixture;
         fixture.activate();
         std::unique_ptr<QObject> object(ObjectFactory::create(name));
         QVERIFY(object);
-        QCOMPARE(QByteArray(object->metaObject()->className()), className);
+        const QMetaObject *meta = object->metaObject();
+        QCOMPARE(QByteArray(meta->className()), className);
+        QVERIFY2(meta->indexOfProperty(member.constData()) >= 0 || meta->indexOfMethod(member.constData()) >= 0,
+                 member.constData());
+        QCOMPARE(object->qt_metacast("QXMIBTree.MIBTreeCommon") != nullptr, className == "MIBTreeCommonObject");
         QVERIFY(ObjectFactory::create(QStringLiteral("QXMIBTree.Nothing")) == nullptr);
     }
 

@@ -360,6 +360,11 @@ private Q_SLOTS:
         QCOMPARE(table->Cell(0, 5), QStringLiteral("5"));
         QCOMPARE(table->Cell(2, 0), QStringLiteral("hrSWRunName"));
         QCOMPARE(table->LookupOID(5, 2), kHrSWRun + QStringLiteral(".2.5"));
+        // Pivoted, the grid's columns are the instances: Cols keeps the first ones.
+        QVERIFY(table->setProperty("Cols", 6));
+        QCOMPARE(table->Cols(), 6);
+        QCOMPARE(table->Rows(), 4);
+        QCOMPARE(table->Cell(2, 5), cell);
         table->setRow(2);
         table->setCol(5);
         QCOMPARE(table->SelectedOID(), kHrSWRun + QStringLiteral(".2.5"));

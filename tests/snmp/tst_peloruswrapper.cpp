@@ -1,5 +1,6 @@
 #include "core/qxmiberror.h"
 #include "snmp/peloruswrapper.h"
+#include "snmp/snmpengine.h"
 #include "snmp/snmpquery.h"
 #include "snmp/snmpreply.h"
 #include "snmp/snmpsession.h"
@@ -74,8 +75,11 @@ private Q_SLOTS:
     void initTestCase()
     {
         m_target = QStringLiteral("127.0.0.1:%1").arg(SnmpAgent::freeUdpPort());
-        PelorusWrapper::instance()->setSNMPTimeout(100);
-        PelorusWrapper::instance()->setSNMPRetries(0);
+        // As the views and hosts set them: by property name.
+        PelorusWrapper *w = PelorusWrapper::instance();
+        QVERIFY(w->setProperty("SNMPTimeout", 100) && w->setProperty("SNMPRetries", 0));
+        QCOMPARE(w->engine()->DefaultTimeout(), 100);
+        QCOMPARE(w->engine()->DefaultRetries(), 0);
     }
 
     void requestBuilding_data()
