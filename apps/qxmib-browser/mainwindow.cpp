@@ -472,7 +472,9 @@ void MainWindow::tableComplete(bool Cancelled)
     const bool unsupported = m_table->property("UnSupported").toBool();
     if (!message.isEmpty()) {
         log(message, !unsupported);
-        showNotice(explain(message, m_tableTarget), !unsupported);
+        // A name the database does not know leaves the table view without a table OID.
+        const bool known = !m_table->property("TableOID").toString().isEmpty();
+        showNotice(known ? explain(message, m_tableTarget) : unknownObject(m_tableName), !unsupported);
     } else if (!Cancelled) {
         rememberTarget(m_tableTarget);
     }
@@ -569,8 +571,6 @@ QString MainWindow::explain(const QString &error, const SnmpTarget &target) cons
                  error);
     if (e.contains(QLatin1String("unknown host")))
         return tr("Cannot find the host \"%1\": check its name, or give its address.").arg(target.host);
-    if (e.endsWith(QLatin1String("is not a valid mib specification.")))
-        return unknownObject(m_tableName);
     if (e.endsWith(QLatin1String("is not a table.")))
         return tr("%1 is not a table: walk it in the browser view instead (Ctrl+B).").arg(m_tableName);
     return error;
