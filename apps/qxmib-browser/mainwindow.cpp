@@ -77,6 +77,8 @@ QString htmlTable(const QString &tabSeparated)
     return html + QStringLiteral("</table>");
 }
 
+const char kMibxFilter[] = "MIB-X files (*.mibx *.xml);;All files (*)";
+
 QString unknownObject(const QString &name)
 {
     return QCoreApplication::translate("MainWindow",
@@ -777,40 +779,41 @@ void MainWindow::refreshAfterImport(const QStringList &modules)
     setIdle(text);
 }
 
-void MainWindow::importMenu()
+QStringList MainWindow::pickFiles(const QString &caption, const QString &folderKey, const QString &filter, bool many)
 {
     QSettings store = layoutStore();
-    const QStringList files = QFileDialog::getOpenFileNames(
-        this, tr("Import MIB-X Files"), store.value(QStringLiteral("Folders/MibX")).toString(),
-        tr("MIB-X files (*.mibx *.xml);;All files (*)"));
-    if (files.isEmpty())
-        return;
-    store.setValue(QStringLiteral("Folders/MibX"), QFileInfo(files.first()).absolutePath());
-    importFiles(files);
+    const QString folder = store.value(QStringLiteral("Folders/") + folderKey).toString();
+    QStringList files;
+    if (many)
+        files = QFileDialog::getOpenFileNames(this, caption, folder, filter);
+    else if (const QString file = QFileDialog::getOpenFileName(this, caption, folder, filter); !file.isEmpty())
+        files << file;
+    if (!files.isEmpty())
+        store.setValue(QStringLiteral("Folders/") + folderKey, QFileInfo(files.first()).absolutePath());
+    return files;
+}
+
+void MainWindow::importMenu()
+{
+    const QStringList files = pickFiles(tr("Import MIB-X Files"), QStringLiteral("MibX"), tr(kMibxFilter), true);
+    if (!files.isEmpty())
+        importFiles(files);
 }
 
 void MainWindow::compileMenu()
 {
-    QSettings store = layoutStore();
-    const QStringList files = QFileDialog::getOpenFileNames(
-        this, tr("Compile and Import MIB Sources"), store.value(QStringLiteral("Folders/Sources")).toString(),
-        tr("MIB source files (*.mib *.my *.txt *.smi *-MIB *-SMI *-TC);;All files (*)"));
-    if (files.isEmpty())
-        return;
-    store.setValue(QStringLiteral("Folders/Sources"), QFileInfo(files.first()).absolutePath());
-    compileAndImport(files);
+    const QStringList files = pickFiles(tr("Compile and Import MIB Sources"), QStringLiteral("Sources"),
+                                        tr("MIB source files (*.mib *.my *.txt *.smi *-MIB *-SMI *-TC);;All files (*)"),
+                                        true);
+    if (!files.isEmpty())
+        compileAndImport(files);
 }
 
 void MainWindow::openMibxMenu()
 {
-    QSettings store = layoutStore();
-    const QString file = QFileDialog::getOpenFileName(this, tr("Open MIB-X File"),
-                                                      store.value(QStringLiteral("Folders/MibX")).toString(),
-                                                      tr("MIB-X files (*.mibx *.xml);;All files (*)"));
-    if (file.isEmpty())
-        return;
-    store.setValue(QStringLiteral("Folders/MibX"), QFileInfo(file).absolutePath());
-    openMibxFile(file);
+    const QStringList files = pickFiles(tr("Open MIB-X File"), QStringLiteral("MibX"), tr(kMibxFilter), false);
+    if (!files.isEmpty())
+        openMibxFile(files.first());
 }
 
 void MainWindow::settingsMenu()

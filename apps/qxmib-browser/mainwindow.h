@@ -100,6 +100,8 @@ private:
     void copyTreeSelection(int dragMethod);
     void popupTreeDetails();
     void refreshAfterImport(const QStringList &modules);
+    // Files chosen in an open dialog that starts in, and remembers, the folder kept under folderKey.
+    QStringList pickFiles(const QString &caption, const QString &folderKey, const QString &filter, bool many);
     void importMenu();
     void compileMenu();
     void openMibxMenu();
