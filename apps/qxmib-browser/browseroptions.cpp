@@ -31,6 +31,16 @@ bool BrowserOptions::parse(const QStringList &args, QString *error)
             help = true;
         } else if (a == QLatin1String("--local-agent")) {
             localAgent = true;
+        } else if (a == QLatin1String("--db-wait")) {
+            bool ok = false;
+            if (!value(&v))
+                return false;
+            const double seconds = v.toDouble(&ok);
+            if (!ok || seconds < 0 || seconds > 3600) {
+                *error = QStringLiteral("--db-wait needs a number of seconds (0 to 3600)");
+                return false;
+            }
+            databaseWaitMs = int(seconds * 1000);
         } else if (a == QLatin1String("--db") || a == QLatin1String("--table") || a == QLatin1String("--walk")
                    || a == QLatin1String("--import") || a == QLatin1String("--view")
                    || a == QLatin1String("--screenshot") || a == QLatin1String("--quit-after")) {
@@ -115,7 +125,7 @@ bool BrowserOptions::parse(const QStringList &args, QString *error)
 QString BrowserOptions::usage()
 {
     return QStringLiteral(
-        "Usage: qxmib-browser [--db PATH] [--local-agent | TARGET [SNMP options]]\n"
+        "Usage: qxmib-browser [--db PATH] [--db-wait SECONDS] [--local-agent | TARGET [SNMP options]]\n"
         "                     [--table NAME] [--walk OID] [--import FILE]... [--view FILE]\n"
         "                     [--screenshot FILE] [--quit-after SECONDS]\n\n"
         "A MIB browser: the tree of all MIBs, tables and walks from an SNMP agent, MIB-X import.\n\n"
@@ -127,6 +137,8 @@ QString BrowserOptions::usage()
         "                    SNMPv3 credentials (pass phrases are never saved)\n"
         "  --local-agent     start a private snmpd on a free loopback port, stopped on exit\n"
         "  --db PATH         the MIB database (default: MIBs.cfg beside the component)\n"
+        "  --db-wait S       how long to wait for another program that holds the database\n"
+        "                    before giving up (default 5; the status bar shows the wait)\n"
         "  --table NAME      retrieve a table into the table view (ifTable, IF-MIB:ifXTable, an OID)\n"
         "  --walk OID        walk a subtree in the browser view (system, 1.3.6.1.2.1.4)\n"
         "  --import FILE     import a MIB-X file first\n"

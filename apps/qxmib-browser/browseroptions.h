@@ -10,6 +10,7 @@
 struct BrowserOptions
 {
     QString database;
+    int databaseWaitMs = -1; // -1: the library's default
     bool localAgent = false;
     bool haveTarget = false;
     bool snmpOptions = false; // any of -v -c -u -l -a -A -x -X given

@@ -4,6 +4,7 @@
 #include "localagent.h"
 #include "mainwindow.h"
 
+#include "core/database.h"
 #include "core/globals.h"
 
 #include <QApplication>
@@ -127,6 +128,8 @@ int main(int argc, char *argv[])
     }
     if (!options.database.isEmpty())
         Globals::setDatabasePath(QFileInfo(options.database).absoluteFilePath());
+    if (options.databaseWaitMs >= 0)
+        Database::setDefaultBusyTimeout(options.databaseWaitMs);
 
     MainWindow window;
     window.restoreLayout();

@@ -5,6 +5,7 @@
 #include "recordset.h"
 
 #include <QDateTime>
+#include <QDeadlineTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QLoggingCategory>
@@ -12,7 +13,9 @@
 
 #include <unistd.h>
 
+#include <atomic>
 #include <cmath>
+#include <mutex>
 
 Q_LOGGING_CATEGORY(lcCore, "qxmib.core", QtWarningMsg)
 
@@ -24,6 +27,19 @@ QString damaged(const QString &path, int rc)
 {
     return QStringLiteral("The MIB database %1 is damaged (%2). Install it again or restore a copy.")
         .arg(path, QString::fromUtf8(sqlite3_errstr(rc)));
+}
+
+std::atomic<int> processBusyTimeout{5000};
+std::mutex busyHandlerMutex;
+Database::BusyWait &busyHandler()
+{
+    static Database::BusyWait handler;
+    return handler;
+}
+
+qint64 monotonicMs()
+{
+    return QDeadlineTimer::current().deadline();
 }
 
 // Bytes 18 and 19 of a database file's header are 2 in WAL mode, 1 with a rollback journal.
@@ -51,7 +67,7 @@ void DatabasePrivate::close()
     }
     cache.clear();
     if (db != nullptr && !journalToRestore.isEmpty())
-        restoreJournal(db, journalToRestore);
+        restoreJournal(journalToRestore);
     journalToRestore.clear();
     if (db != nullptr) {
         sqlite3_close_v2(db);
@@ -238,10 +254,65 @@ QVariant DatabasePrivate::columnValue(sqlite3_stmt *stmt, int column)
     }
 }
 
+int DatabasePrivate::busyWait(void *self, int attempt)
+{
+    auto *d = static_cast<DatabasePrivate *>(self);
+    const qint64 now = monotonicMs();
+    if (attempt == 0) {
+        d->waitStarted = now;
+        d->waitReported = now;
+    }
+    const qint64 waited = now - d->waitStarted;
+    if (waited >= d->busyTimeout)
+        return 0;
+    if (attempt == 0 || now - d->waitReported >= 100) {
+        d->waitReported = now;
+        Database::BusyWait handler;
+        {
+            std::lock_guard<std::mutex> lock(busyHandlerMutex);
+            handler = busyHandler();
+        }
+        if (handler)
+            handler(*d->q, int(waited), d->busyTimeout);
+    }
+    // Short steps at first, so that a lock released at once costs next to nothing.
+    const int step = attempt < 4 ? 1 << attempt : 20;
+    sqlite3_sleep(int(qMin<qint64>(step, d->busyTimeout - waited)));
+    return 1;
+}
+
 Database::Database(QObject *parent)
     : QObject(parent)
     , d(std::make_unique<DatabasePrivate>())
 {
+    d->q = this;
+    d->busyTimeout = processBusyTimeout.load();
+}
+
+int Database::busyTimeout() const
+{
+    return d->busyTimeout;
+}
+
+void Database::setBusyTimeout(int milliseconds)
+{
+    d->busyTimeout = qMax(0, milliseconds);
+}
+
+int Database::defaultBusyTimeout()
+{
+    return processBusyTimeout.load();
+}
+
+void Database::setDefaultBusyTimeout(int milliseconds)
+{
+    processBusyTimeout.store(qMax(0, milliseconds));
+}
+
+void Database::setBusyWaitHandler(BusyWait handler)
+{
+    std::lock_guard<std::mutex> lock(busyHandlerMutex);
+    busyHandler() = std::move(handler);
 }
 
 Database::~Database() = default;
@@ -292,7 +363,7 @@ void Database::open(const QString &path, OpenMode mode)
         throw QXMibError(QXMibError::DatabaseError, message);
     }
     d->db = db;
-    sqlite3_busy_timeout(db, 5000);
+    sqlite3_busy_handler(db, &DatabasePrivate::busyWait, d.get());
     sqlite3_extended_result_codes(db, 0);
 
     // A new file gets WAL, so that readers in other processes never wait for a

@@ -6,6 +6,7 @@
 #include <QString>
 #include <QVariant>
 
+#include <functional>
 #include <memory>
 
 struct sqlite3;
@@ -25,6 +26,7 @@ class QXMIBTREECORE_EXPORT Database : public QObject
     Q_OBJECT
     Q_PROPERTY(QString Path READ path CONSTANT)
     Q_PROPERTY(bool IsOpen READ isOpen CONSTANT)
+    Q_PROPERTY(int BusyTimeout READ busyTimeout WRITE setBusyTimeout)
 
 public:
     enum class OpenMode {
@@ -53,6 +55,21 @@ public:
 
     // The raw handle, for host tools and benchmarks that go below the dialect layer.
     sqlite3 *handle() const;
+
+    // How long, in milliseconds, a statement waits for another program's lock on
+    // the file before it fails with DatabaseLocked. Connections opened afterwards
+    // start with the process-wide default (5,000 ms unless a host sets another).
+    int busyTimeout() const;
+    void setBusyTimeout(int milliseconds);
+    static int defaultBusyTimeout();
+    static void setDefaultBusyTimeout(int milliseconds);
+
+    // Told while a statement of the calling thread waits for another program's
+    // lock: when the wait starts (waited 0) and then about every 100 ms, with the
+    // milliseconds waited so far and the time-out. It runs inside the wait and must
+    // not use the database; the controls show the user that the database is busy.
+    using BusyWait = std::function<void(const Database &database, int waitedMs, int timeoutMs)>;
+    static void setBusyWaitHandler(BusyWait handler);
 
 private:
     friend class Recordset;

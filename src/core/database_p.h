@@ -45,5 +45,12 @@ public:
     std::unique_ptr<DefinitionCache> definitions;
     // The journal mode a write batch could not give back yet (DurableBatch).
     QByteArray journalToRestore;
-    static bool restoreJournal(sqlite3 *db, const QByteArray &mode);
+    bool restoreJournal(const QByteArray &mode);
+
+    // sqlite3_busy_handler: sleeps in short steps until the time-out, telling the handler as it goes.
+    static int busyWait(void *self, int attempt);
+    Database *q = nullptr;
+    int busyTimeout = 5000;
+    qint64 waitStarted = 0; // monotonic ms when the current wait began
+    qint64 waitReported = 0;
 };

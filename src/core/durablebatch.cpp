@@ -29,11 +29,11 @@ QByteArray pragma(sqlite3 *db, const char *sql)
 // while another connection holds it in WAL this fails at once, the file stays in
 // WAL with every row in its log, and the next batch, or the connection's close,
 // tries again.
-bool DatabasePrivate::restoreJournal(sqlite3 *db, const QByteArray &mode)
+bool DatabasePrivate::restoreJournal(const QByteArray &mode)
 {
     sqlite3_busy_timeout(db, 200);
     const bool restored = pragma(db, ("PRAGMA journal_mode=" + mode).constData()) == mode;
-    sqlite3_busy_timeout(db, 5000);
+    sqlite3_busy_handler(db, &DatabasePrivate::busyWait, this);
     if (!restored)
         qCInfo(lcCore) << "the database stays in WAL until no other connection holds it:" << sqlite3_errmsg(db);
     return restored;
@@ -91,7 +91,7 @@ void DurableBatch::end(bool throwing)
     QByteArray &pending = m_db->d->journalToRestore;
     if (!m_journalMode.isEmpty())
         pending = m_journalMode;
-    if (!pending.isEmpty() && DatabasePrivate::restoreJournal(h, pending))
+    if (!pending.isEmpty() && m_db->d->restoreJournal(pending))
         pending.clear();
     if (rc != SQLITE_OK && throwing)
         throw QXMibError(QXMibError::DatabaseError,

@@ -252,6 +252,56 @@ private Q_SLOTS:
         QCOMPARE(counts, QVariantList({QVariantMap{{QStringLiteral("t"), 5}, {QStringLiteral("m"), 2}}}));
     }
 
+    // Another program holds the whole file (a rollback journal's exclusive lock): a
+    // look-up waits no longer than the time-out the user set, and whoever shows the
+    // user that the database is busy is told from the start of the wait.
+    void lockedWaitsTheUserTimeout_data()
+    {
+        QTest::addColumn<int>("timeoutMs");
+        QTest::addColumn<int>("holdMs");
+        QTest::newRow("released within the wait") << 4000 << 400;
+        QTest::newRow("held beyond the wait") << 300 << 4000;
+    }
+    void lockedWaitsTheUserTimeout()
+    {
+        QFETCH(int, timeoutMs);
+        QFETCH(int, holdMs);
+        QTemporaryDir dir;
+        const QString path = dir.filePath(QStringLiteral("MIBs.cfg"));
+        {
+            FixtureDatabase fixture;
+            fixture.addStandardObjects();
+            fixture.db().executeScript(QStringLiteral("PRAGMA wal_checkpoint(TRUNCATE)"));
+            QVERIFY(QFile::copy(fixture.path(), path));
+        }
+        DatabaseBuilder::seal(path);
+        Globals::setDatabasePath(path);
+        Database::setDefaultBusyTimeout(timeoutMs);
+        QList<QPair<int, int>> told;
+        Database::setBusyWaitHandler([&](const Database &, int waited, int timeout) { told.append({waited, timeout}); });
+        QVERIFY(Globals::database()->isOpen());
+        QProcess locker;
+        locker.start(QCoreApplication::applicationFilePath(),
+                     {QStringLiteral("--lock"), path, QString::number(holdMs), QStringLiteral("exclusive")});
+        QVERIFY(locker.waitForReadyRead(10000));
+        QElapsedTimer waited;
+        waited.start();
+        QString error;
+        try {
+            Globals::database()->select(QStringLiteral("Select * from Tree WHERE OID = \"1.3.6.1.2.1.2.2.1.7\""));
+        } catch (const QXMibError &e) {
+            error = e.description();
+        }
+        const qint64 elapsed = waited.elapsed();
+        Database::setBusyWaitHandler({});
+        Database::setDefaultBusyTimeout(5000);
+        QVERIFY(locker.waitForFinished(15000) && locker.exitCode() == 0);
+        QVERIFY2(error.contains(QStringLiteral("locked by another process")) == (holdMs > timeoutMs), qPrintable(error));
+        QVERIFY2(elapsed < qMin(timeoutMs, holdMs) + 1500, qPrintable(QString::number(elapsed)));
+        QVERIFY(!told.isEmpty());
+        QCOMPARE(told.first(), qMakePair(0, timeoutMs));
+    }
+
     // A database from before IndexBy and Calculation: look-ups, writes and imports work without them.
     void olderSchema()
     {
@@ -336,13 +386,15 @@ int probe(const QString &path, const QString &mibx)
     return 0;
 }
 
-// "--lock DATABASE MS": what lockedDuringImport runs as the other program. Writes a
-// row and holds the database's write lock for MS milliseconds before it commits.
-int holdLock(const QString &path, int ms)
+// "--lock DATABASE MS [exclusive]": the other program of the locking tests. Writes a
+// row and holds the database's write lock (with "exclusive", readers are shut out
+// too) for MS milliseconds before it commits.
+int holdLock(const QString &path, int ms, bool exclusive)
 {
     Database db;
     db.open(path);
-    db.executeScript(QStringLiteral("BEGIN IMMEDIATE; INSERT INTO MIBs (Name) VALUES ('LOCKER-MIB')"));
+    db.executeScript(exclusive ? QStringLiteral("BEGIN EXCLUSIVE; INSERT INTO MIBs (Name) VALUES ('LOCKER-MIB')")
+                               : QStringLiteral("BEGIN IMMEDIATE; INSERT INTO MIBs (Name) VALUES ('LOCKER-MIB')"));
     std::printf("locked\n");
     std::fflush(stdout);
     QThread::msleep(ms);
@@ -353,8 +405,8 @@ int holdLock(const QString &path, int ms)
 int main(int argc, char *argv[])
 {
     QCoreApplication app(argc, argv);
-    if (argc == 4 && qstrcmp(argv[1], "--lock") == 0)
-        return holdLock(QString::fromLocal8Bit(argv[2]), atoi(argv[3]));
+    if ((argc == 4 || argc == 5) && qstrcmp(argv[1], "--lock") == 0)
+        return holdLock(QString::fromLocal8Bit(argv[2]), atoi(argv[3]), argc == 5);
     if (argc == 4 && qstrcmp(argv[1], "--probe") == 0)
         return probe(QString::fromLocal8Bit(argv[2]), QString::fromLocal8Bit(argv[3]));
     tst_globals test;

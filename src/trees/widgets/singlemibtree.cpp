@@ -9,7 +9,9 @@
 #include "core/recordset.h"
 #include "trees/widgets/detailslayout.h"
 
+#include <QElapsedTimer>
 #include <QLabel>
+#include <QLayout>
 #include <QRegularExpression>
 
 #include <algorithm>
@@ -104,6 +106,7 @@ void SingleMIBTree::Refresh()
     const QString loading = QStringLiteral("Loading '") + m_mib + QStringLiteral("' ... ");
     m_status->setText(loading);
     m_status->show();
+    paintStatus();
     // One reset for the whole module instead of a signal per row.
     model()->beginBulkLoad();
     try {
@@ -155,15 +158,34 @@ void SingleMIBTree::loadModule(const QString &loading)
     std::sort(sorted.begin(), sorted.end());
     m_isLoading = true;
     int placed = 0;
+    QElapsedTimer sincePainted;
+    sincePainted.start();
     for (const auto &entry : sorted) {
         findOrCreate(entry.second);
-        // Nothing is drawn until the load returns: the caption follows in steps, not per row.
-        if (++placed % 256 == 0)
+        // The caption follows in steps, not per row; a long load paints it as it goes.
+        if (++placed % 256 == 0) {
             m_status->setText(loading + QString::number(rowCountWithHeader()));
+            if (sincePainted.elapsed() >= 40) {
+                paintStatus();
+                sincePainted.restart();
+            }
+        }
     }
     m_status->setText(loading + QString::number(rowCountWithHeader()));
     m_isLoading = false;
     m_loading.clear();
+}
+
+// The load keeps the event loop waiting, so the caption is laid out and drawn here and now.
+void SingleMIBTree::paintStatus()
+{
+    if (!isVisible())
+        return;
+    for (QWidget *w = m_status->parentWidget(); w != nullptr && w != this->parentWidget(); w = w->parentWidget()) {
+        if (w->layout() != nullptr)
+            w->layout()->activate();
+    }
+    m_status->repaint();
 }
 
 bool SingleMIBTree::definedHere(const QString &oid)

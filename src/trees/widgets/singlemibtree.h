@@ -113,6 +113,7 @@ private:
     MIBTreeModel::Node *addDefinitionRow(MIBTreeModel::Node *parent, const Definition &definition, const QString &key,
                                          bool branchInModule, const QString &text = QString());
     bool definedHere(const QString &oid);
+    void paintStatus();
 
     QString m_mib;
     QLabel *m_status = nullptr;
