@@ -1,11 +1,13 @@
-// The MIB tree controls on a database of over 100,000 objects imported from
-// generated MIB-X files: Refresh, expanding a node of 1,000 children, SelectOID
-// of a leaf eight levels below the loaded tree, a name search of 500 results,
-// and the load of a 5,000-object module into the single-module tree. Each is
-// timed (median of several runs, wall and CPU) beside its floor: the same SQL
-// statements run bare on SQLite in the same process. Goal: each under 50 ms.
+// The MIB tree controls on the default database with a generated module of
+// 100,000 objects and one of 5,000 imported on top (about 128,000 rows): Refresh,
+// expanding a node of 1,000 children, SelectOID of a leaf eight levels below the
+// loaded tree, a name search of 500 results, a description search, and the load
+// of both modules into the single-module tree. Each is timed (median of several
+// runs, wall and CPU) beside its floor, the same SQL statements run bare on
+// SQLite in the same process, with the longest time the event loop did not turn.
+// Goal: no step keeps the UI thread longer than 50 ms.
 //
-//   bench_tree [DATABASE]   (built on first use, then reused)
+//   bench_tree [DATABASE]   (built on first use from build/lib/MIBs.cfg, then reused)
 
 #include "databasebuilder.h"
 
@@ -26,6 +28,7 @@
 #include <QPushButton>
 #include <QTabWidget>
 #include <QTemporaryDir>
+#include <QTimer>
 #include <QTreeView>
 
 #include <sqlite3.h>
@@ -41,6 +44,7 @@ const QString enterprise = QStringLiteral("1.3.6.1.4.1.99999");
 const QString wideNode = enterprise + QStringLiteral(".1");
 const QString deepLeaf = enterprise + QStringLiteral(".3.1.2.3.4.5.6.7");
 const QString singleModule = QStringLiteral("BENCH-SINGLE-MIB");
+const QString bigModule = QStringLiteral("BENCH-TREE-MIB");
 
 class MibxWriter
 {
@@ -72,20 +76,20 @@ private:
     int m_count = 0;
 };
 
-// One big module (a node of 1,000 leaves, 95 more such nodes, a chain eight levels
+// One big module of 100,784 objects (a node of 1,000 leaves, 99 more such nodes, a chain eight levels
 // deep with ten siblings on every level, 600 objects named alike for the search) and a
 // module of 5,000 objects in 250 tables under two branches of its own.
 int writeFiles(const QString &big, const QString &single)
 {
     int total = 0;
     {
-        MibxWriter w(big, QStringLiteral("BENCH-TREE-MIB"));
+        MibxWriter w(big, bigModule);
         w.add(QStringLiteral("benchTree"), enterprise);
         w.add(QStringLiteral("benchWide"), wideNode);
         for (int i = 1; i <= 1000; ++i)
             w.add(QStringLiteral("benchWide%1").arg(i), wideNode + QStringLiteral(".%1").arg(i), QStringLiteral("Integer32"));
         w.add(QStringLiteral("benchFill"), enterprise + QStringLiteral(".2"));
-        for (int n = 1; n <= 95; ++n) {
+        for (int n = 1; n <= 99; ++n) {
             const QString node = enterprise + QStringLiteral(".2.%1").arg(n);
             w.add(QStringLiteral("benchFill%1").arg(n), node);
             for (int i = 1; i <= 1000; ++i)
@@ -126,7 +130,7 @@ int writeFiles(const QString &big, const QString &single)
     return total;
 }
 
-void buildDatabase(const QString &path)
+void buildDatabase(const QString &path, const QString &defaultDatabase)
 {
     QTemporaryDir dir;
     const QString big = dir.filePath(QStringLiteral("big.mibx"));
@@ -134,20 +138,11 @@ void buildDatabase(const QString &path)
     const int objects = writeFiles(big, single);
     std::printf("building %s: importing %d generated objects (once)...\n", qPrintable(path), objects);
     std::fflush(stdout);
-    DatabaseBuilder::create(path);
+    if (!QFile::copy(defaultDatabase, path))
+        qFatal("cannot copy the default database %s (build it first)", qPrintable(defaultDatabase));
+    QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner);
     Globals::resetForTesting();
     Globals::setDatabasePath(path);
-    // The enterprises branch the generated modules hang under.
-    Globals::database()->execute(QStringLiteral(
-        "Insert Into Tree (OID, MIB, Name, ParentOID, Index, TypeS, Primary) Values ('1.3', 'SNMPv2-SMI', 'org', '1', 3, '', -1)"));
-    const char *chain[][3] = {{"1.3.6", "dod", "6"}, {"1.3.6.1", "internet", "1"}, {"1.3.6.1.4", "private", "4"},
-                              {"1.3.6.1.4.1", "enterprises", "1"}};
-    for (const auto &c : chain) {
-        const QString oid = QLatin1String(c[0]);
-        Globals::database()->execute(QStringLiteral("Insert Into Tree (OID, MIB, Name, ParentOID, Index, TypeS, Primary) "
-                                                    "Values ('%1', 'SNMPv2-SMI', '%2', '%3', %4, '', -1)")
-                                         .arg(oid, QLatin1String(c[1]), oid.left(oid.lastIndexOf(u'.')), QLatin1String(c[2])));
-    }
     for (const QString &file : {big, single}) {
         ImportMIBX importer;
         if (!importer.ImportMIBXFile(file) || importer.Errors() != 0)
@@ -167,6 +162,39 @@ struct Figure
 {
     double wallMs;
     double cpuMs;
+    double stallMs; // the longest the event loop did not turn, worst run
+};
+
+// The longest gap between two turns of the event loop while it runs: a zero
+// timer notes every turn; work that never yields counts whole.
+class StallMeter
+{
+public:
+    StallMeter()
+    {
+        m_timer.setInterval(0);
+        QObject::connect(&m_timer, &QTimer::timeout, [this] { turn(); });
+        m_clock.start();
+        m_last = 0;
+        m_timer.start();
+    }
+    double longestMs()
+    {
+        turn();
+        return m_longest / 1e6;
+    }
+
+private:
+    void turn()
+    {
+        const qint64 now = m_clock.nsecsElapsed();
+        m_longest = std::max(m_longest, now - m_last);
+        m_last = now;
+    }
+    QTimer m_timer;
+    QElapsedTimer m_clock;
+    qint64 m_last = 0;
+    qint64 m_longest = 0;
 };
 
 // Median of the runs; prepare runs untimed before each.
@@ -174,18 +202,21 @@ Figure measure(int runs, const std::function<void()> &prepare, const std::functi
 {
     QVector<double> walls;
     QVector<double> cpus;
+    double stall = 0;
     for (int i = 0; i < runs; ++i) {
         prepare();
         const double cpu = cpuSeconds();
         QElapsedTimer t;
         t.start();
+        StallMeter meter;
         work();
         walls.append(t.nsecsElapsed() / 1e6);
         cpus.append((cpuSeconds() - cpu) * 1e3);
+        stall = std::max(stall, meter.longestMs());
     }
     std::sort(walls.begin(), walls.end());
     std::sort(cpus.begin(), cpus.end());
-    return {walls.at(runs / 2), cpus.at(runs / 2)};
+    return {walls.at(runs / 2), cpus.at(runs / 2), stall};
 }
 
 // The same statements run bare: prepared, stepped through, every column read.
@@ -215,8 +246,9 @@ QString children(const QString &parent)
 
 void report(const char *what, const Figure &f, double floorMs)
 {
-    std::printf("%-44s %8.1f ms wall %8.1f ms CPU   SQL floor %7.1f ms  (%5.1fx)  %s\n", what, f.wallMs, f.cpuMs, floorMs,
-                floorMs > 0 ? f.wallMs / floorMs : 0.0, f.wallMs < 50 ? "ok" : "OVER 50 ms");
+    std::printf("%-46s %8.1f ms wall %8.1f ms CPU  stall %7.1f ms  SQL floor %7.1f ms (%5.1fx)  %s\n", what, f.wallMs,
+                f.cpuMs, f.stallMs, floorMs, floorMs > 0 ? f.wallMs / floorMs : 0.0,
+                f.stallMs <= 50 ? "ok" : "OVER 50 ms");
 }
 
 void settle(QTreeView *view)
@@ -234,10 +266,10 @@ int main(int argc, char *argv[])
         qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication app(argc, argv);
     const QString path = argc > 1 ? QString::fromLocal8Bit(argv[1])
-                                  : QDir(QCoreApplication::applicationDirPath()).filePath(QStringLiteral("../bench-tree/MIBs.cfg"));
+                                  : QDir(QCoreApplication::applicationDirPath()).filePath(QStringLiteral("../bench-tree/MIBs-default-plus.cfg"));
     QDir().mkpath(QFileInfo(path).absolutePath());
     if (!QFileInfo::exists(path))
-        buildDatabase(path);
+        buildDatabase(path, QDir(QCoreApplication::applicationDirPath()).filePath(QStringLiteral("../lib/MIBs.cfg")));
     Globals::resetForTesting();
     Globals::setDatabasePath(path);
     Database *db = Globals::database();
@@ -313,6 +345,21 @@ int main(int argc, char *argv[])
                       {QStringLiteral("SELECT MIB, Name, OID FROM Tree WHERE Name LIKE 'benchHit%' ORDER BY MIB, Name LIMIT 500")},
                       runs));
 
+    form.findChild<QTabWidget *>(QStringLiteral("Tabs"))->setCurrentIndex(2);
+    form.findChild<QLineEdit *>(QStringLiteral("TargetKeywords"))->setText(QStringLiteral("benchColumn100x1*"));
+    form.findChild<QLineEdit *>(QStringLiteral("TargetMIBs"))->setText(QString());
+    const Figure describe = measure(runs, [] {}, [&] {
+        form.findChild<QPushButton *>(QStringLiteral("Search_Button"))->click();
+        list->viewport()->repaint();
+    });
+    if (list->count() < 10)
+        qFatal("the description search listed %d lines", int(list->count()));
+    report("description search (whole table)", describe,
+           sqlFloorMs(db->handle(),
+                      {QStringLiteral("SELECT MIB, Name, OID FROM Tree WHERE Description LIKE '% benchColumn100x1%' ORDER BY MIB, "
+                                      "Name LIMIT 500")},
+                      runs));
+
     SingleMIBTree single;
     single.resize(600, 800);
     single.show();
@@ -325,6 +372,17 @@ int main(int argc, char *argv[])
         qFatal("the module loaded %d rows", single.rowCountWithHeader());
     report("SingleMIBTree load of a 5,000-object module", load,
            sqlFloorMs(db->handle(), {QStringLiteral("SELECT * FROM Tree WHERE MIB='") + singleModule + QLatin1Char('\'')}, runs));
-    std::printf("\nmedian of %d runs each; goal: every operation under 50 ms\n", runs);
+    single.setMIB(bigModule);
+    const Figure loadBig = measure(3, [] {}, [&] {
+        single.Refresh();
+        settle(single.view());
+    });
+    if (single.rowCountWithHeader() < 100000)
+        qFatal("the module loaded %d rows", single.rowCountWithHeader());
+    report("SingleMIBTree load of the 100,784-object module", loadBig,
+           sqlFloorMs(db->handle(), {QStringLiteral("SELECT * FROM Tree WHERE MIB='") + bigModule + QLatin1Char('\'')}, 3));
+    std::printf("\nmedian of %d runs each (3 for the big module); stall: the longest the event loop did not turn, "
+                "worst run;\ngoal: no stall over 50 ms\n",
+                runs);
     return 0;
 }
