@@ -104,7 +104,7 @@ private Q_SLOTS:
     {
         QFETCH(QStringList, args);
         QFETCH(QString, out);
-        const Result r = run(QStringList{QStringLiteral("--db"), m_fixture->path(), QStringLiteral("render")} + args);
+        const Result r = run(QStringList{QStringLiteral("--db=") + m_fixture->path(), QStringLiteral("render")} + args);
         QCOMPARE(r.status, 0);
         QCOMPARE(r.out, out);
     }
@@ -196,6 +196,8 @@ private Q_SLOTS:
                                        << "" << "wrongValue" << true << "";
         QTest::newRow("negative number") << QStringList{"set"} + rw + QStringList{"--", "AGENT", sysName, "i", "-1"} << 2
                                          << "" << "wrongType" << true << "";
+        QTest::newRow("negative number, options after it")
+            << QStringList{"set", "AGENT", sysName, "i", "-5", "-c", "private"} << 2 << "" << "wrongType" << false << "";
         QTest::newRow("binary octets on one line")
             << QStringList{"get"} + v2 + QStringList{"AGENT", "1.3.6.1.6.3.10.2.1.1.0"} << 0 << "\t80 00 1F 88 " << ""
             << true << "80 00 1F 88 ";
