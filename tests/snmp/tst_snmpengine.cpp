@@ -1,3 +1,4 @@
+#include "fakeagent.h"
 #include "snmp/peloruswrapper.h"
 #include "snmp/snmpengine.h"
 #include "snmp/snmpquery.h"
@@ -370,6 +371,24 @@ private Q_SLOTS:
             // A failed request hands back its own binding.
             QCOMPARE(reply.bindings.first().OID, sysUpTime);
         }
+    }
+
+    // net-snmp sends the retries; the engine's own deadline for a request must not
+    // cut off the answer to the last one, coming late in its time-out.
+    void lastRetryAnsweredLate()
+    {
+        FakeAgent agent;
+        agent.setData({{sysUpTime, 67, "42"}});
+        agent.silentFor = 1;
+        agent.answerDelayMs = 1500;
+        Collector collector;
+        SnmpQuery *query = makeQuery(agent.target(), QStringLiteral("public"), SnmpQuery::Get, sysUpTime, &collector);
+        query->setTimeout(2000);
+        query->setRetries(1);
+        m_engine->Send(query);
+        QTRY_COMPARE_WITH_TIMEOUT(collector.replies.size(), 1, 8000);
+        QCOMPARE(collector.replies.first().error, 0);
+        QCOMPARE(agent.pduTypes.size(), 2);
     }
 
     void repliesOnlyFromTheEventLoop()
