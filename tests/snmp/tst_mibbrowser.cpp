@@ -9,9 +9,7 @@
 #include "snmpagent.h"
 
 #include <QAbstractItemModelTester>
-#include <QHeaderView>
 #include <QSettings>
-#include <QTableView>
 #include <QtTest>
 
 #include <memory>
@@ -108,22 +106,6 @@ private Q_SLOTS:
         QVERIFY2(row1.startsWith(first), qPrintable(row1));
         // Read-only (sysDescr.0) or unknown to the agent: not to be edited.
         QVERIFY(!(browser->model()->flags(browser->model()->index(0, 1)) & Qt::ItemIsEditable));
-    }
-
-    // Columns by code: captions, probe widths in Arial, rows 1.2 times the text height.
-    void columns()
-    {
-        auto browser = createBrowser(m_snmpd.target());
-        browser->setFields(QStringLiteral("0,3,8,11,12"));
-        const QAbstractItemModel *m = browser->model();
-        QCOMPARE(m->headerData(0, Qt::Horizontal).toString(), QStringLiteral("OID"));
-        QCOMPARE(m->headerData(2, Qt::Horizontal).toString(), QStringLiteral("Raw Type"));
-        QCOMPARE(m->headerData(4, Qt::Horizontal).toString(), QString());
-        auto *grid = browser->findChild<QTableView *>(QStringLiteral("Table"));
-        const QFontMetrics metrics(QFont(QStringLiteral("Arial")));
-        QCOMPARE(grid->horizontalHeader()->sectionSize(3), metrics.horizontalAdvance(QString(42, u'X')));
-        QCOMPARE(grid->verticalHeader()->defaultSectionSize(), qRound(1.2 * metrics.height()));
-        QCOMPARE(browser->Cols(), 5);
     }
 
     // A Set and its read-back Get go out together; the change is reported only when it did not take.
