@@ -137,6 +137,7 @@ public:
     int otherRejected = 0;
     // Collected while net-snmp has control, raised once it has returned.
     bool handled = false;
+    bool stray = false;
     QString preParsedSource;
     std::vector<Notification> arrived;
     std::vector<Rejection> refused;
@@ -261,6 +262,7 @@ void TrapReceiverPrivate::readable()
                     key->install();
             }
             handled = false;
+            stray = false;
             preParsedSource.clear();
             before = Counters::now();
             netsnmp_large_fd_set fds;
@@ -281,6 +283,8 @@ void TrapReceiverPrivate::readable()
                 else if (after.parseErrors != before.parseErrors || after.badVersions != before.badVersions
                          || after.unknownModels != before.unknownModels)
                     reject(TrapReceiver::Malformed, preParsedSource);
+                else if (stray)
+                    reject(TrapReceiver::NotANotification, preParsedSource);
             }
         }
         pollfd more = {socket, POLLIN, 0};
@@ -346,7 +350,10 @@ int TrapReceiverPrivate::message(int op, netsnmp_pdu *pdu)
     int sourcePort = 0;
     const QString source = SnmpValues::peerAddress(pdu, &sourcePort);
     if (pdu->command != SNMP_MSG_TRAP && pdu->command != SNMP_MSG_TRAP2 && pdu->command != SNMP_MSG_INFORM) {
-        reject(TrapReceiver::NotANotification, sourceText(source, sourcePort));
+        // Requests, responses, and what failed its security checks (handed over
+        // with no command): the library's counters tell them apart.
+        handled = false;
+        stray = true;
         return 1;
     }
     Notification n;
