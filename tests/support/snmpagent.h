@@ -57,6 +57,7 @@ public:
     void stop(bool kill = false);
 
     bool isRunning() const;
+    qint64 processId() const { return m_process ? m_process->processId() : 0; }
     quint16 port() const { return m_port; }
     // "127.0.0.1:port"
     QString target() const;

@@ -130,7 +130,12 @@ TrapList::TrapList(QWidget *parent)
         if (!d->counterTimer.isActive())
             d->counterTimer.start();
     });
-    connect(d->model, &QAbstractItemModel::rowsInserted, this, [this] {
+    connect(d->model, &QAbstractItemModel::rowsInserted, this, [this](const QModelIndex &, int first, int last) {
+        // The first rows set the column widths; later ones leave what the user chose.
+        if (d->model->rowCount() == last - first + 1) {
+            for (int column = 0; column < NotificationModel::BindingsColumn; ++column)
+                d->view->resizeColumnToContents(column);
+        }
         if (!d->view->currentIndex().isValid() && d->filter->rowCount() > 0)
             d->view->setCurrentIndex(d->filter->index(0, 0));
     });
