@@ -3,9 +3,7 @@
 #include "command.h"
 
 #include "core/qxmiberror.h"
-#include "mibx/managemibs.h"
-
-#include <QAbstractItemModel>
+#include "mibx/mibmodules.h"
 
 namespace {
 
@@ -20,26 +18,23 @@ int deleteModules(const QStringList &args)
         return args.isEmpty() ? 2 : 0;
     }
 
-    ManageMIBs manager;
-    manager.Refresh();
-    const QAbstractItemModel *model = manager.TableObject()->model();
+    const QList<MIBModules::Module> modules = MIBModules::list();
     int status = 0;
     for (const QString &module : args) {
         try {
             // Names compare without regard to case, as the database does.
             QString listed;
-            for (int row = 0; row < model->rowCount() && listed.isEmpty(); ++row) {
-                const QString name = model->index(row, 0).data().toString();
-                if (name.compare(module, Qt::CaseInsensitive) == 0)
-                    listed = name;
+            for (const MIBModules::Module &m : modules) {
+                if (listed.isEmpty() && m.name.compare(module, Qt::CaseInsensitive) == 0)
+                    listed = m.name;
             }
-            const int objects = manager.objectCount(module);
+            const int objects = MIBModules::objectCount(module);
             if (listed.isEmpty() && objects == 0) {
                 printErr(QStringLiteral("qxmib delete: no module named '%1'\n").arg(module));
                 status = 1;
                 continue;
             }
-            manager.DeleteMIB(module);
+            MIBModules::remove(module);
             printOut(QStringLiteral("Deleted %1: %2 objects\n").arg(listed.isEmpty() ? module : listed).arg(objects));
         } catch (const QXMibError &e) {
             printErr(QStringLiteral("qxmib delete: %1: error %2: %3\n").arg(module).arg(e.number()).arg(e.description()));
@@ -51,4 +46,4 @@ int deleteModules(const QStringList &args)
 
 } // namespace
 
-QXMIB_WIDGET_COMMAND("delete", "delete modules with their objects (delete MODULE...)", deleteModules)
+QXMIB_COMMAND("delete", "delete modules with their objects (delete MODULE...)", deleteModules)

@@ -2,9 +2,9 @@
 
 #include "command.h"
 
-#include "mibx/managemibs.h"
+#include "mibx/mibmodules.h"
 
-#include <QAbstractItemModel>
+#include <algorithm>
 
 namespace {
 
@@ -19,28 +19,25 @@ int modules(const QStringList &args)
         return help ? 0 : 2;
     }
 
-    ManageMIBs manager;
-    manager.Refresh();
-    const QAbstractItemModel *model = manager.TableObject()->model();
-    const QString nameCaption = model->headerData(0, Qt::Horizontal).toString();
+    const QList<MIBModules::Module> modules = MIBModules::list();
+    // The captions of the MIB manager's columns.
+    const QString nameCaption = QStringLiteral("MIB");
     int width = int(nameCaption.size());
-    for (int row = 0; row < model->rowCount(); ++row)
-        width = std::max(width, int(model->index(row, 0).data().toString().size()));
+    for (const MIBModules::Module &module : modules)
+        width = std::max(width, int(module.name.size()));
 
     // Name, object count and import time in aligned columns; a module never imported has no time.
     const auto line = [width](const QString &name, const QString &count, const QString &time) {
         return QStringLiteral("%1 %2  %3").arg(name, -width).arg(count, 7).arg(time).trimmed() + u'\n';
     };
-    QString out = line(nameCaption, QStringLiteral("OIDs"), model->headerData(1, Qt::Horizontal).toString());
-    for (int row = 0; row < model->rowCount(); ++row) {
-        const QString name = model->index(row, 0).data().toString();
-        out += line(name, QString::number(manager.objectCount(name)), model->index(row, 1).data().toString());
-    }
-    out += QStringLiteral("%1 modules, %2 OIDs\n").arg(manager.MIBCount()).arg(manager.OIDCount());
+    QString out = line(nameCaption, QStringLiteral("OIDs"), QStringLiteral("Last Update"));
+    for (const MIBModules::Module &module : modules)
+        out += line(module.name, QString::number(MIBModules::objectCount(module.name)), module.imported);
+    out += QStringLiteral("%1 modules, %2 OIDs\n").arg(modules.size()).arg(MIBModules::totalObjectCount());
     printOut(out);
     return 0;
 }
 
 } // namespace
 
-QXMIB_WIDGET_COMMAND("modules", "list the modules with their object counts and import times", modules)
+QXMIB_COMMAND("modules", "list the modules with their object counts and import times", modules)

@@ -13,9 +13,8 @@ struct Command
     const char *name;
     const char *summary;
     // args: the arguments after the command's name. Returns the process exit status.
+    // Null for the commands that drive the controls: qxmib hands those to qxmib-views.
     int (*run)(const QStringList &args);
-    // Drives widgets: the host runs a widget application for it (offscreen without a display).
-    bool widgets = false;
 };
 
 class CommandRegistry
@@ -35,7 +34,9 @@ void printErr(const QString &text);
     const bool qxmibCommand_##Function = CommandRegistry::add(Command{Name, Summary, &Function});  \
     }
 
-#define QXMIB_WIDGET_COMMAND(Name, Summary, Function)                                              \
+// A command of qxmib-views, the program beside qxmib that runs the commands driving the
+// controls (offscreen without a display). qxmib lists them and starts qxmib-views for them.
+#define QXMIB_VIEWS_COMMAND(Name, Summary)                                                         \
     namespace {                                                                                   \
-    const bool qxmibCommand_##Function = CommandRegistry::add(Command{Name, Summary, &Function, true}); \
+    const bool qxmibViewsCommand_##Name = CommandRegistry::add(Command{#Name, Summary, nullptr}); \
     }

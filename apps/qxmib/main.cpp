@@ -6,12 +6,19 @@
 #include "core/messagesink.h"
 #include "core/qxmiberror.h"
 
-#include <QApplication>
 #include <QCoreApplication>
+#include <QFile>
+#ifdef QXMIB_VIEWS_HOST
+#include <QApplication>
+#endif
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <vector>
+
+#include <unistd.h>
 
 namespace {
 
@@ -27,28 +34,11 @@ void printUsage()
     printOut(text);
 }
 
-// Commands that drive the component's controls need a QApplication; the others
-// stay free of any display.
-bool needsWidgets(int argc, char *argv[])
-{
-    for (int i = 1; i < argc; ++i) {
-        if (std::strcmp(argv[i], "--db") == 0) {
-            ++i;
-            continue;
-        }
-        if (std::strncmp(argv[i], "--db=", 5) == 0)
-            continue;
-        const Command *command = CommandRegistry::find(QString::fromLocal8Bit(argv[i]));
-        return command != nullptr && command->widgets;
-    }
-    return false;
-}
-
+#ifdef QXMIB_VIEWS_HOST
+// The commands here drive the component's controls: a widget application, drawn
+// nowhere when there is no display.
 std::unique_ptr<QCoreApplication> makeApplication(int &argc, char *argv[])
 {
-    if (!needsWidgets(argc, argv))
-        return std::make_unique<QCoreApplication>(argc, argv);
-    // Without a display the controls still work, drawn nowhere.
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") && qEnvironmentVariableIsEmpty("DISPLAY")
         && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
@@ -60,11 +50,29 @@ std::unique_ptr<QCoreApplication> makeApplication(int &argc, char *argv[])
     });
     return std::make_unique<QApplication>(argc, argv);
 }
+#else
+std::unique_ptr<QCoreApplication> makeApplication(int &argc, char *argv[])
+{
+    return std::make_unique<QCoreApplication>(argc, argv);
+}
+
+// Hands the whole command line to qxmib-views beside this program; returns only when
+// that fails.
+int runInViewsHost(char *argv[])
+{
+    const QByteArray path = QFile::encodeName(QCoreApplication::applicationDirPath() + QStringLiteral("/qxmib-views"));
+    ::execv(path.constData(), argv);
+    printErr(QStringLiteral("qxmib: cannot start %1: %2\n").arg(QFile::decodeName(path), QString::fromLocal8Bit(std::strerror(errno))));
+    return 1;
+}
+#endif
 
 } // namespace
 
 int main(int argc, char *argv[])
 {
+    // The application may take its own options out of argv; qxmib-views gets them all.
+    std::vector<char *> arguments(argv, argv + argc + 1);
     const std::unique_ptr<QCoreApplication> app = makeApplication(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("qxmib"));
     QCoreApplication::setApplicationVersion(Globals::versionText());
@@ -112,6 +120,10 @@ int main(int argc, char *argv[])
         printErr(QStringLiteral("qxmib: unknown command '%1' (see qxmib --help)\n").arg(args.first()));
         return 2;
     }
+#ifndef QXMIB_VIEWS_HOST
+    if (command->run == nullptr)
+        return runInViewsHost(arguments.data());
+#endif
     try {
         return command->run(args.mid(1));
     } catch (const QXMibError &e) {

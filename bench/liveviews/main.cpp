@@ -11,10 +11,10 @@
 // Run it on a display, e.g. xvfb-run -a -s "-screen 0 1400x900x24" bench_liveviews [REPEATS [browser|table]]
 // The component's default database names the objects.
 
-#include "snmp/mibbrowser.h"
-#include "snmp/mibbrowsermodel.h"
-#include "snmp/mibtable.h"
-#include "snmp/mibtablemodel.h"
+#include "snmp/widgets/mibbrowser.h"
+#include "snmp/widgets/mibbrowsermodel.h"
+#include "snmp/widgets/mibtable.h"
+#include "snmp/widgets/mibtablemodel.h"
 #include "snmp/peloruswrapper.h"
 #include "snmpagent.h"
 

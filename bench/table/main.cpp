@@ -13,8 +13,8 @@
 #include "core/globals.h"
 #include "fixturedatabase.h"
 #include "livetables.h"
-#include "snmp/mibtable.h"
-#include "snmp/mibtablemodel.h"
+#include "snmp/widgets/mibtable.h"
+#include "snmp/widgets/mibtablemodel.h"
 #include "snmp/peloruswrapper.h"
 #include "snmpagent.h"
 

@@ -12,9 +12,9 @@
 #include "core/database.h"
 #include "core/globals.h"
 #include "mibx/importmibx.h"
-#include "trees/mibtree.h"
-#include "trees/searchmibtreeform.h"
-#include "trees/singlemibtree.h"
+#include "trees/widgets/mibtree.h"
+#include "trees/widgets/searchmibtreeform.h"
+#include "trees/widgets/singlemibtree.h"
 
 #include <QApplication>
 #include <QDir>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "qxmibtree_export.h"
+#include "qxmibtreecore_export.h"
 
 #include <QObject>
 
@@ -8,7 +8,7 @@
 
 // Hands the component's shared database connection to host programs, so they
 // run their own statements on the same connection the component uses.
-class QXMIBTREE_EXPORT Application : public QObject
+class QXMIBTREECORE_EXPORT Application : public QObject
 {
     Q_OBJECT
     Q_PROPERTY(Database *MIBDatabase READ MIBDatabase)

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "qxmibtree_export.h"
+#include "qxmibtreecore_export.h"
 
 #include <QString>
 
 // Text helpers shared across the component.
-class QXMIBTREE_EXPORT CommonFunctions
+class QXMIBTREECORE_EXPORT CommonFunctions
 {
 public:
     // A rate or size in K, M, G, T or Peta steps of 1024 (binary) or 1000, with the

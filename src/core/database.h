@@ -1,6 +1,6 @@
 #pragma once
 
-#include "qxmibtree_export.h"
+#include "qxmibtreecore_export.h"
 
 #include <QObject>
 #include <QString>
@@ -20,7 +20,7 @@ class Recordset;
 //
 // The component shares one connection per thread (Globals::database());
 // Application.MIBDatabase hands that same object to hosts.
-class QXMIBTREE_EXPORT Database : public QObject
+class QXMIBTREECORE_EXPORT Database : public QObject
 {
     Q_OBJECT
     Q_PROPERTY(QString Path READ path CONSTANT)

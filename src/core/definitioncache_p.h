@@ -3,7 +3,7 @@
 // The definitions of one connection held in memory, for the OID record's
 // look-ups: every answer is the one its statement would give at that moment.
 
-#include "qxmibtree_export.h"
+#include "qxmibtreecore_export.h"
 
 #include <QHash>
 #include <QSharedData>
@@ -53,7 +53,7 @@ struct TypeDefinition
     QVariant value;
 };
 
-class QXMIBTREE_EXPORT DefinitionCache
+class QXMIBTREECORE_EXPORT DefinitionCache
 {
 public:
     explicit DefinitionCache(Database *db);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "qxmibtree_export.h"
+#include "qxmibtreecore_export.h"
 
 #include <QByteArray>
 
@@ -15,7 +15,7 @@ class Database;
 // so that readers without write access to its folder still read it. A
 // read-only file or an open transaction of the host leaves the connection as
 // it is. The import makes one batch of each file.
-class QXMIBTREE_EXPORT DurableBatch
+class QXMIBTREECORE_EXPORT DurableBatch
 {
 public:
     explicit DurableBatch(Database *db);

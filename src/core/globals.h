@@ -1,6 +1,6 @@
 #pragma once
 
-#include "qxmibtree_export.h"
+#include "qxmibtreecore_export.h"
 
 #include <QString>
 
@@ -10,7 +10,7 @@ class Database;
 // database connection of the calling thread (opened on first need, never closed,
 // a failed open reported once and never retried), the help file, and the small
 // text helpers every subsystem shares.
-class QXMIBTREE_EXPORT Globals
+class QXMIBTREECORE_EXPORT Globals
 {
 public:
     // The start-up routine; runs once when the library is loaded.

@@ -1,8 +1,5 @@
 #include "messagesink.h"
 
-#include <QApplication>
-#include <QMessageBox>
-
 #include <cstdio>
 #include <mutex>
 
@@ -22,36 +19,10 @@ MessageSink::Handler &currentHandler()
 
 thread_local MessageSink::Icon shownIcon = MessageSink::Icon::None;
 
-QMessageBox::Icon boxIcon(MessageSink::Icon icon)
+MessageSink::Handler &defaultHandler()
 {
-    switch (icon) {
-    case MessageSink::Icon::Exclamation:
-        return QMessageBox::Warning;
-    case MessageSink::Icon::Critical:
-        return QMessageBox::Critical;
-    case MessageSink::Icon::Information:
-        return QMessageBox::Information;
-    case MessageSink::Icon::None:
-        break;
-    }
-    return QMessageBox::NoIcon;
-}
-
-void defaultShow(const QString &text, const QString &caption, MessageSink::Icon icon)
-{
-    // Without a widget application there is nobody to click OK: say it on stderr.
-    if (qobject_cast<QApplication *>(QCoreApplication::instance()) == nullptr) {
-        QString shown = text;
-        shown.replace(QChar(13), QLatin1Char('\n'));
-        std::fprintf(stderr, "%s\n", qPrintable(shown));
-        return;
-    }
-    // Message texts break lines with a bare CR, which Qt's labels do not honour.
-    QString shown = text;
-    shown.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
-    shown.replace(QChar(13), QLatin1Char('\n'));
-    QMessageBox box(boxIcon(icon), caption, shown, QMessageBox::Ok);
-    box.exec();
+    static MessageSink::Handler h;
+    return h;
 }
 
 } // namespace
@@ -61,7 +32,7 @@ void MessageSink::show(const QString &text, const QString &caption, Icon icon)
     Handler h;
     {
         std::lock_guard<std::mutex> lock(handlerMutex());
-        h = currentHandler();
+        h = currentHandler() ? currentHandler() : defaultHandler();
     }
     const Icon outer = shownIcon;
     shownIcon = icon;
@@ -73,7 +44,7 @@ void MessageSink::show(const QString &text, const QString &caption, Icon icon)
     if (h)
         h(text, caption);
     else
-        defaultShow(text, caption, icon);
+        print(text);
 }
 
 MessageSink::Icon MessageSink::currentIcon()
@@ -87,4 +58,18 @@ MessageSink::Handler MessageSink::setHandler(Handler handler)
     Handler previous = std::move(currentHandler());
     currentHandler() = std::move(handler);
     return previous;
+}
+
+void MessageSink::setDefaultHandler(Handler handler)
+{
+    std::lock_guard<std::mutex> lock(handlerMutex());
+    defaultHandler() = std::move(handler);
+}
+
+void MessageSink::print(const QString &text)
+{
+    QString shown = text;
+    shown.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+    shown.replace(QChar(13), QLatin1Char('\n'));
+    std::fprintf(stderr, "%s\n", qPrintable(shown));
 }

@@ -1,15 +1,16 @@
 #pragma once
 
-#include "qxmibtree_export.h"
+#include "qxmibtreecore_export.h"
 
 #include <QString>
 
 #include <functional>
 
-// Every message box of the component goes through here. Hosts get a modal
-// QMessageBox with an OK button; tests and command line hosts install their own
-// handler to capture or print the text.
-class QXMIBTREE_EXPORT MessageSink
+// Every message box of the component goes through here. Hosts of the controls
+// get a modal QMessageBox with an OK button (the controls library installs it as
+// the default); without the controls the text goes to stderr. Tests and command
+// line hosts install their own handler to capture or print the text.
+class QXMIBTREECORE_EXPORT MessageSink
 {
 public:
     using Handler = std::function<void(const QString &text, const QString &caption)>;
@@ -26,4 +27,8 @@ public:
 
     // Replaces the handler and returns the previous one; an empty handler restores the default.
     static Handler setHandler(Handler handler);
+    // Replaces what shows a message while no handler is set (stderr when empty).
+    static void setDefaultHandler(Handler handler);
+    // Writes a message to stderr, its CR line breaks as newlines.
+    static void print(const QString &text);
 };

@@ -1,6 +1,11 @@
 #include "objectfactory.h"
 
+#include "globals.h"
+
+#include <QFile>
 #include <QHash>
+
+#include <dlfcn.h>
 
 #include <mutex>
 
@@ -19,12 +24,33 @@ Registry &registry()
 }
 } // namespace
 
+namespace {
+ObjectFactory::Creator creatorOf(const QString &className)
+{
+    std::lock_guard<std::mutex> lock(registry().mutex);
+    return registry().creators.value(className.toLower());
+}
+
+// The controls register from their own library. A host that links only the core, or
+// whose linker dropped the controls library because nothing named it, gets it loaded
+// from the component's folder the first time it asks for a class the core lacks.
+void loadControls()
+{
+    static std::once_flag once;
+    std::call_once(once, [] {
+        const QByteArray path = QFile::encodeName(Globals::componentFolder() + QStringLiteral("/" QXMIB_WIDGETS_LIBRARY));
+        if (dlopen(path.constData(), RTLD_NOW | RTLD_GLOBAL) == nullptr)
+            dlopen(QXMIB_WIDGETS_LIBRARY, RTLD_NOW | RTLD_GLOBAL);
+    });
+}
+} // namespace
+
 QObject *ObjectFactory::create(const QString &className, QObject *parent)
 {
-    Creator creator;
-    {
-        std::lock_guard<std::mutex> lock(registry().mutex);
-        creator = registry().creators.value(className.toLower());
+    Creator creator = creatorOf(className);
+    if (!creator && className.startsWith(QLatin1String("QXMIBTree."), Qt::CaseInsensitive)) {
+        loadControls();
+        creator = creatorOf(className);
     }
     return creator ? creator(parent) : nullptr;
 }

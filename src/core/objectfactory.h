@@ -1,20 +1,17 @@
 #pragma once
 
-#include "qxmibtree_export.h"
+#include "qxmibtreecore_export.h"
 
 #include <QObject>
 #include <QString>
 #include <QStringList>
 
-#include <QWidget>
-
 #include <functional>
-#include <type_traits>
 
 // Creates the component's public classes by name ("QXMIBTree.OID",
 // "QXMIBTree.MIBTable", ...), the way hosts instantiate them. Each class
 // registers itself with QXMIB_REGISTER_CLASS in its own .cpp file.
-class QXMIBTREE_EXPORT ObjectFactory
+class QXMIBTREECORE_EXPORT ObjectFactory
 {
 public:
     using Creator = std::function<QObject *(QObject *parent)>;
@@ -29,14 +26,12 @@ namespace QXMibFactoryDetail {
 template <class T>
 QObject *create(QObject *parent)
 {
-    if constexpr (std::is_base_of_v<QWidget, T>)
-        return new T(qobject_cast<QWidget *>(parent));
-    else
-        return new T(parent);
+    return new T(parent);
 }
 } // namespace QXMibFactoryDetail
 
-// Registers Class under "QXMIBTree." + ShortName. Widgets get a QWidget parent when one is given.
+// Registers Class under "QXMIBTree." + ShortName. Controls register with QXMIB_REGISTER_WIDGET
+// (core/widgets/widgetfactory.h), which hands them a QWidget parent when one is given.
 #define QXMIB_REGISTER_CLASS(ShortName, Class)                                                    \
     namespace {                                                                                   \
     const bool qxmibRegistered_##Class = ObjectFactory::registerClass(                             \

@@ -1,13 +1,13 @@
 #pragma once
 
-#include "qxmibtree_export.h"
+#include "qxmibtreecore_export.h"
 
 #include <QObject>
 #include <QString>
 
 // One type definition of the Types table: its name and root type (upper case)
 // and its numeric code (the SNMP BER tag of its base type).
-class QXMIBTREE_EXPORT OIDType : public QObject
+class QXMIBTREECORE_EXPORT OIDType : public QObject
 {
     Q_OBJECT
     Q_PROPERTY(QString OIDType READ oidType WRITE setOIDType)

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "qxmibtree_export.h"
+#include "qxmibtreecore_export.h"
 
 #include <QObject>
 #include <QVariant>
@@ -13,7 +13,7 @@ class OIDTypesPrivate;
 // The type definitions of the database as a keyed collection (keys compare
 // without regard to case), filled from the Types table on creation. The import
 // looks syntax names up in it to find their numeric codes.
-class QXMIBTREE_EXPORT OIDTypes : public QObject
+class QXMIBTREECORE_EXPORT OIDTypes : public QObject
 {
     Q_OBJECT
     Q_PROPERTY(int Count READ Count)

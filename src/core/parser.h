@@ -1,6 +1,6 @@
 #pragma once
 
-#include "qxmibtree_export.h"
+#include "qxmibtreecore_export.h"
 
 #include <QString>
 
@@ -8,7 +8,7 @@ class QXMibOID;
 
 // Turns a raw SNMP value into the text a user reads, by the object's
 // enumeration, rendering hint or type name.
-class QXMIBTREE_EXPORT Parser
+class QXMIBTREECORE_EXPORT Parser
 {
 public:
     // value: the printable form (decimal numbers, one character per octet, dotted OIDs).

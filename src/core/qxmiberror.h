@@ -1,6 +1,6 @@
 #pragma once
 
-#include "qxmibtree_export.h"
+#include "qxmibtreecore_export.h"
 
 #include <QString>
 
@@ -10,7 +10,7 @@
 // The component's runtime error: a number and a description, thrown by public
 // methods to their callers. Numbers follow the classic runtime's codes where one
 // exists, so hosts can tell a type mismatch from an overflow.
-class QXMIBTREE_EXPORT QXMibError : public std::exception
+class QXMIBTREECORE_EXPORT QXMibError : public std::exception
 {
 public:
     enum Number : int {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "qxmibtree_export.h"
+#include "qxmibtreecore_export.h"
 
 #include <QObject>
 #include <QString>
@@ -18,7 +18,7 @@ class QXMibOIDPrivate;
 //
 // A look-up that finds nothing is not an error: the record is left cleared.
 // Database failures throw QXMibError.
-class QXMIBTREE_EXPORT QXMibOID : public QObject
+class QXMIBTREECORE_EXPORT QXMibOID : public QObject
 {
     Q_OBJECT
     Q_PROPERTY(QString OID READ OID WRITE setOID)

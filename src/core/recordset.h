@@ -1,6 +1,6 @@
 #pragma once
 
-#include "qxmibtree_export.h"
+#include "qxmibtreecore_export.h"
 
 #include <QString>
 #include <QVariant>
@@ -14,7 +14,7 @@ class RecordsetPrivate;
 // reader), or selected by key to be changed: open "Select * From T Where ...",
 // AddNew when at EOF, put the columns, Update. Column names compare without
 // regard to case. All failures throw QXMibError.
-class QXMIBTREE_EXPORT Recordset
+class QXMIBTREECORE_EXPORT Recordset
 {
 public:
     enum class Mode { ReadOnly, Updatable };

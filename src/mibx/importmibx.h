@@ -1,6 +1,6 @@
 #pragma once
 
-#include "qxmibtree_export.h"
+#include "qxmibtreecore_export.h"
 
 #include "mibx/mibxdocument.h"
 
@@ -18,7 +18,7 @@ class ImportMIBXPrivate;
 // what it wrote. Problems with single objects are reported through Error and
 // the import goes on; the counters add up over every import made with the same
 // object (create one object per file for per-file counts).
-class QXMIBTREE_EXPORT ImportMIBX : public QObject
+class QXMIBTREECORE_EXPORT ImportMIBX : public QObject
 {
     Q_OBJECT
     Q_PROPERTY(int Errors READ Errors)

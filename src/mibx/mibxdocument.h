@@ -1,6 +1,6 @@
 #pragma once
 
-#include "qxmibtree_export.h"
+#include "qxmibtreecore_export.h"
 
 #include <QList>
 #include <QMetaType>
@@ -13,7 +13,7 @@ class MibxDocumentData;
 // One element of a loaded MibxDocument. A light handle: copying it is cheap and
 // it keeps the document's data alive. A default-constructed node is null, which
 // is what a look-up that finds nothing returns.
-class QXMIBTREE_EXPORT MibxNode
+class QXMIBTREECORE_EXPORT MibxNode
 {
 public:
     MibxNode() = default;
@@ -45,7 +45,7 @@ private:
 // is refused outright: no DTD, external entity or entity expansion is ever read.
 // Whitespace-only text between elements is dropped; attributes, comments and
 // processing instructions are ignored.
-class QXMIBTREE_EXPORT MibxDocument
+class QXMIBTREECORE_EXPORT MibxDocument
 {
 public:
     MibxDocument();

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "qxmibtree_export.h"
+#include "qxmibtreecore_export.h"
 
 #include "snmp/varbind.h"
 
@@ -14,11 +14,11 @@ namespace BindingText {
 
 // Printable UTF-8 octet strings as text, other octets as hex ("00 A0 C9"),
 // IpAddress dotted, Opaque in hex, numbers as they came.
-QXMIBTREE_EXPORT QString plain(const VarBind &binding);
+QXMIBTREECORE_EXPORT QString plain(const VarBind &binding);
 // The same through the object's rendering (enumeration, hint, type) when the
 // record holds its definition; record may be null.
-QXMIBTREE_EXPORT QString rendered(const VarBind &binding, QXMibOID *record);
+QXMIBTREECORE_EXPORT QString rendered(const VarBind &binding, QXMibOID *record);
 // net-snmp's word for a BER tag: "INTEGER", "STRING", "OID", "Timeticks", ...
-QXMIBTREE_EXPORT QString typeName(int berType);
+QXMIBTREECORE_EXPORT QString typeName(int berType);
 
 } // namespace BindingText

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "qxmibtreecore_export.h"
+
 #include <QString>
 #include <QStringView>
 
@@ -12,7 +14,7 @@ namespace LiveValues {
 
 // Compares two dotted decimal OIDs arc by arc as numbers: <0, 0 or >0.
 // Arcs too long to be numbers compare by length, then as text.
-int compareOids(QStringView a, QStringView b);
+QXMIBTREECORE_EXPORT int compareOids(QStringView a, QStringView b);
 
 // True when oid lies below root: root followed by a dot.
 inline bool isBelow(QStringView oid, QStringView root)
@@ -21,23 +23,23 @@ inline bool isBelow(QStringView oid, QStringView root)
 }
 
 // The SNMP name of a BER value tag ("OCTET STRING", "Counter32", "noSuchObject", ...).
-QString typeName(int valueType);
+QXMIBTREECORE_EXPORT QString typeName(int valueType);
 
 // The text a cell shows for a binding: its rendering through the object when
 // that is readable; octets that are not printable as hexadecimal pairs, an
 // IpAddress as dotted decimals, numbers wrapped in Opaque as numbers; the
 // exception texts as delivered.
-QString cellText(QXMibOID &object, const VarBind &binding);
+QXMIBTREECORE_EXPORT QString cellText(QXMibOID &object, const VarBind &binding);
 
 // The value as delivered when it is printable text, else the readable form
 // that cellText uses for raw octets.
-QString rawText(const VarBind &binding);
+QXMIBTREECORE_EXPORT QString rawText(const VarBind &binding);
 
 // Adds ":port" to an address that carries none (IPv6 addresses in brackets).
-QString withPort(const QString &address, int port);
+QXMIBTREECORE_EXPORT QString withPort(const QString &address, int port);
 
 // Splits "host", "host:port", "[v6]:port" or a bare IPv6 address into host and port;
 // the port is 0 when the text names none.
-void splitTarget(const QString &target, QString *host, int *port);
+QXMIBTREECORE_EXPORT void splitTarget(const QString &target, QString *host, int *port);
 
 } // namespace LiveValues

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "qxmibtree_export.h"
+#include "qxmibtreecore_export.h"
 
 #include <QDateTime>
 #include <QList>
@@ -10,7 +10,7 @@
 // One variable binding of a received notification, named and rendered by the
 // MIB database. Name, Module and Instance are empty when the database has no
 // definition for the OID.
-struct QXMIBTREE_EXPORT NotificationBinding
+struct QXMIBTREECORE_EXPORT NotificationBinding
 {
     Q_GADGET
     Q_PROPERTY(QString OID MEMBER OID)
@@ -42,7 +42,7 @@ public:
 // One trap or inform as the receiver took it in. SNMPv1 traps carry their
 // enterprise, agent address and generic/specific numbers too, and their
 // NotificationOID is the SNMPv2 form of the trap (RFC 3584, 3.1).
-struct QXMIBTREE_EXPORT Notification
+struct QXMIBTREECORE_EXPORT Notification
 {
     Q_GADGET
     Q_PROPERTY(quint64 Serial MEMBER Serial)

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "qxmibtree_export.h"
+#include "qxmibtreecore_export.h"
 
 #include "snmp/notification.h"
 
@@ -15,7 +15,7 @@
 // are inserted together on the next turn of the event loop, so a burst costs
 // the views one insertion. At most MaxRows are kept; the oldest go first and
 // are counted in DroppedRows.
-class QXMIBTREE_EXPORT NotificationModel : public QAbstractTableModel
+class QXMIBTREECORE_EXPORT NotificationModel : public QAbstractTableModel
 {
     Q_OBJECT
 
@@ -58,7 +58,7 @@ private:
 
 // Rows of a NotificationModel whose sender, notification or whole text
 // contains the given texts (without regard to case); an empty text lets all pass.
-class QXMIBTREE_EXPORT NotificationFilterModel : public QSortFilterProxyModel
+class QXMIBTREECORE_EXPORT NotificationFilterModel : public QSortFilterProxyModel
 {
     Q_OBJECT
 

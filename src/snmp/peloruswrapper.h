@@ -1,6 +1,6 @@
 #pragma once
 
-#include "qxmibtree_export.h"
+#include "qxmibtreecore_export.h"
 
 #include <QObject>
 #include <QString>
@@ -21,7 +21,7 @@ class VarBindList;
 // One wrapper and one default session object per thread: instance() and
 // defaultSession(). The Response* properties describe the reply being
 // delivered at the moment and mean nothing outside a reply handler.
-class QXMIBTREE_EXPORT PelorusWrapper : public QObject
+class QXMIBTREECORE_EXPORT PelorusWrapper : public QObject
 {
     Q_OBJECT
     Q_MOC_INCLUDE("snmp/varbindlist.h")

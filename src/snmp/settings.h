@@ -1,6 +1,6 @@
 #pragma once
 
-#include "qxmibtree_export.h"
+#include "qxmibtreecore_export.h"
 
 #include <QObject>
 #include <QString>
@@ -20,7 +20,7 @@ class SettingsPrivate;
 // constructor, throw a type-mismatch QXMibError naming the store's file. A store
 // that cannot be written makes SaveOption, and so every setter, throw a
 // permission-denied QXMibError; the object keeps the value it had.
-class QXMIBTREE_EXPORT Settings : public QObject
+class QXMIBTREECORE_EXPORT Settings : public QObject
 {
     Q_OBJECT
     Q_PROPERTY(short SNMPTimeout READ SNMPTimeout WRITE setSNMPTimeout)

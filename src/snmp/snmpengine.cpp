@@ -11,9 +11,9 @@
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QHash>
-#include <QHostAddress>
-#include <QHostInfo>
+#include <QThreadPool>
 #include <QLoggingCategory>
+#include <QPointer>
 #include <QRegularExpression>
 #include <QSet>
 #include <QSocketNotifier>
@@ -151,6 +151,36 @@ bool isNumericAddress(const QString &host, bool *ipv6)
     return false;
 }
 
+struct ResolvedAddress
+{
+    QString address; // numeric, without a scope
+    bool ipv6 = false;
+};
+
+// The addresses of a host name, in the resolver's order; empty when it has none.
+// Blocks: runs on a pool thread.
+QList<ResolvedAddress> resolveHost(const QByteArray &host)
+{
+    QList<ResolvedAddress> out;
+    addrinfo hints = {};
+    hints.ai_family = AF_UNSPEC;
+    hints.ai_socktype = SOCK_DGRAM;
+    addrinfo *list = nullptr;
+    if (getaddrinfo(host.constData(), nullptr, &hints, &list) != 0)
+        return out;
+    for (const addrinfo *a = list; a != nullptr; a = a->ai_next) {
+        char text[NI_MAXHOST] = {};
+        if ((a->ai_family != AF_INET && a->ai_family != AF_INET6)
+            || getnameinfo(a->ai_addr, a->ai_addrlen, text, sizeof text, nullptr, 0, NI_NUMERICHOST) != 0)
+            continue;
+        QString address = QString::fromLatin1(text);
+        address.truncate(address.indexOf(QLatin1Char('%')) >= 0 ? address.indexOf(QLatin1Char('%')) : address.size());
+        out.append({address, a->ai_family == AF_INET6});
+    }
+    freeaddrinfo(list);
+    return out;
+}
+
 QString senderAddress(const netsnmp_pdu *pdu)
 {
     return SnmpValues::peerAddress(pdu);
@@ -255,7 +285,6 @@ struct EngineSession
     void *handle = nullptr;
     int socket = -1;
     QSocketNotifier *notifier = nullptr;
-    int lookupId = -1;
     std::deque<SnmpQuery *> waiting;
     std::vector<Ticket *> tickets;
     Usm::User user;
@@ -281,7 +310,7 @@ public:
 
     EngineSession *sessionFor(SnmpQuery *query, Failure *failure);
     void open(EngineSession *session, const QString &address, bool ipv6, const SnmpQuery *trigger);
-    void resolved(quint64 serial, const QHostInfo &info);
+    void resolved(quint64 serial, const QList<ResolvedAddress> &addresses);
     void startDiscovery(EngineSession *session, const SnmpQuery *trigger);
     void transmit(EngineSession *session, SnmpQuery *query);
     bool issue(EngineSession *session, Ticket *ticket, netsnmp_pdu *pdu, const SnmpQuery *settingsFrom);
@@ -494,15 +523,21 @@ EngineSession *SnmpEnginePrivate::sessionFor(SnmpQuery *query, Failure *failure)
     if (isNumericAddress(target.host, &ipv6)) {
         open(session, target.host, ipv6, query);
     } else {
-        // Name look-ups run on Qt's resolver threads and come back through the event loop.
+        // Name look-ups run on a pool thread and come back through the event loop; a session
+        // closed meanwhile is no longer Resolving and ignores the answer.
         const quint64 serial = session->serial;
-        session->lookupId =
-            QHostInfo::lookupHost(target.host, q, [this, serial](const QHostInfo &info) { resolved(serial, info); });
+        const QByteArray host = target.host.toUtf8();
+        QThreadPool::globalInstance()->start([this, serial, host, engine = QPointer<SnmpEngine>(q)] {
+            QList<ResolvedAddress> addresses = resolveHost(host);
+            if (engine)
+                QMetaObject::invokeMethod(engine, [this, serial, addresses] { resolved(serial, addresses); },
+                                          Qt::QueuedConnection);
+        });
     }
     return session;
 }
 
-void SnmpEnginePrivate::resolved(quint64 serial, const QHostInfo &info)
+void SnmpEnginePrivate::resolved(quint64 serial, const QList<ResolvedAddress> &addresses)
 {
     assertThread();
     EngineSession *session = nullptr;
@@ -512,26 +547,21 @@ void SnmpEnginePrivate::resolved(quint64 serial, const QHostInfo &info)
     }
     if (session == nullptr || session->state != EngineSession::Resolving)
         return;
-    session->lookupId = -1;
-    QHostAddress chosen;
-    for (const QHostAddress &address : info.addresses()) {
-        const bool v6 = address.protocol() == QAbstractSocket::IPv6Protocol;
-        if (v6 == session->target.ipv6) {
-            chosen = address;
+    const ResolvedAddress *chosen = nullptr;
+    for (const ResolvedAddress &address : addresses) {
+        if (address.ipv6 == session->target.ipv6) {
+            chosen = &address;
             break;
         }
-        if (chosen.isNull() && v6)
-            chosen = address;
+        if (chosen == nullptr && address.ipv6)
+            chosen = &address;
     }
-    if (info.error() != QHostInfo::NoError || chosen.isNull()) {
+    if (chosen == nullptr) {
         session->state = EngineSession::Failed;
         session->failure = {SNMPERR_BAD_ADDRESS, libraryError(SNMPERR_BAD_ADDRESS) + QStringLiteral(" (")
                                                      + session->target.host + QLatin1Char(')')};
     } else {
-        QHostAddress plain = chosen;
-        plain.setScopeId(QString());
-        open(session, plain.toString(), chosen.protocol() == QAbstractSocket::IPv6Protocol,
-             session->waiting.empty() ? nullptr : session->waiting.front());
+        open(session, chosen->address, chosen->ipv6, session->waiting.empty() ? nullptr : session->waiting.front());
     }
     settle();
     armTimer();
@@ -999,8 +1029,6 @@ void SnmpEnginePrivate::retire(EngineSession *session)
 
 void SnmpEnginePrivate::close(EngineSession *session)
 {
-    if (session->lookupId >= 0)
-        QHostInfo::abortHostLookup(session->lookupId);
     session->closing = true;
     if (session->notifier != nullptr) {
         session->notifier->setEnabled(false);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "qxmibtree_export.h"
+#include "qxmibtreecore_export.h"
 
 #include <QObject>
 #include <QString>
@@ -25,7 +25,7 @@ class SnmpQuery;
 // time-out, or a failure to send. Its ErrorNumber is 0, the agent's error
 // status (positive), or net-snmp's library error code (negative); see
 // SnmpQuery. Use threadEngine(); PelorusWrapper is the component's way in.
-class QXMIBTREE_EXPORT SnmpEngine : public QObject
+class QXMIBTREECORE_EXPORT SnmpEngine : public QObject
 {
     Q_OBJECT
     Q_PROPERTY(int OutstandingQueries READ OutstandingQueries)

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "qxmibtree_export.h"
+#include "qxmibtreecore_export.h"
 
 #include <QObject>
 #include <QString>
@@ -13,7 +13,7 @@ class VarBindList;
 // target, community, the caller's node id (returned unchanged), request kind,
 // version, bulk parameters, the reply object, the variable bindings, and the
 // error number and text of the outcome.
-class QXMIBTREE_EXPORT SnmpQuery : public QObject
+class QXMIBTREECORE_EXPORT SnmpQuery : public QObject
 {
     Q_OBJECT
     Q_MOC_INCLUDE("snmp/varbindlist.h")

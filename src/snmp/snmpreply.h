@@ -1,6 +1,6 @@
 #pragma once
 
-#include "qxmibtree_export.h"
+#include "qxmibtreecore_export.h"
 
 #include <QtPlugin>
 
@@ -14,7 +14,7 @@ class SnmpQuery;
 //
 // Views multiply-inherit it next to QObject (declare Q_INTERFACES(SNMPReply)).
 // Destroying an implementation drops the replies still due to it.
-class QXMIBTREE_EXPORT SNMPReply
+class QXMIBTREECORE_EXPORT SNMPReply
 {
 public:
     virtual ~SNMPReply();

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "qxmibtree_export.h"
+#include "qxmibtreecore_export.h"
 
 #include <QObject>
 #include <QString>
@@ -14,7 +14,7 @@
 // "SHA" (SHA-1), "SHA-224", "SHA-256", "SHA-384", "SHA-512"; privacy "DES",
 // "AES" (= "AES-128"), "AES-192", "AES-256", and the "AES-192-C"/"AES-256-C"
 // key-extension variants some vendors use. Pass phrases are kept in memory only.
-class QXMIBTREE_EXPORT SnmpSession : public QObject
+class QXMIBTREECORE_EXPORT SnmpSession : public QObject
 {
     Q_OBJECT
     Q_PROPERTY(QString UserName READ UserName WRITE setUserName)

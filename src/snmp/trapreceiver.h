@@ -1,6 +1,6 @@
 #pragma once
 
-#include "qxmibtree_export.h"
+#include "qxmibtreecore_export.h"
 
 #include "snmp/notification.h"
 
@@ -24,7 +24,7 @@ class TrapReceiverPrivate;
 // engine id (EngineID); SNMPv3 traps with keys localized for the engine ids
 // given with the user, as the sending agents are the authoritative side.
 // Create as "QXMIBTree.TrapReceiver".
-class QXMIBTREE_EXPORT TrapReceiver : public QObject
+class QXMIBTREECORE_EXPORT TrapReceiver : public QObject
 {
     Q_OBJECT
     Q_PROPERTY(QString Address READ Address WRITE setAddress)

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "qxmibtree_export.h"
+#include "qxmibtreecore_export.h"
 
 #include <QMetaType>
 #include <QString>
@@ -10,7 +10,7 @@
 // strings, opaque values and IP addresses as one character per octet (code
 // 0..255), object identifiers dotted without a leading dot; HexValue holds the
 // same octets as hexadecimal digits.
-struct QXMIBTREE_EXPORT VarBind
+struct QXMIBTREECORE_EXPORT VarBind
 {
     Q_GADGET
     Q_PROPERTY(QString OID MEMBER OID)

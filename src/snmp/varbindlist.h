@@ -1,6 +1,6 @@
 #pragma once
 
-#include "qxmibtree_export.h"
+#include "qxmibtreecore_export.h"
 #include "snmp/varbind.h"
 
 #include <QObject>
@@ -9,7 +9,7 @@
 
 // The variable-binding list of one query: the request's bindings before it is
 // sent, the response's bindings once the reply has come. Positions count from 0.
-class QXMIBTREE_EXPORT VarBindList : public QObject
+class QXMIBTREECORE_EXPORT VarBindList : public QObject
 {
     Q_OBJECT
     Q_PROPERTY(int Count READ Count)

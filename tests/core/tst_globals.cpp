@@ -75,7 +75,7 @@ private Q_SLOTS:
         QCOMPARE(Globals::helpFile().endsWith(QStringLiteral("/Help/Tarnbrooke.chm")), true);
         // Without an override the folder is the library's own.
         Globals::setComponentFolder(QString());
-        QVERIFY(QFileInfo::exists(Globals::componentFolder() + QStringLiteral("/libQXMIBTree.so")));
+        QVERIFY(QFileInfo::exists(Globals::componentFolder() + QStringLiteral("/libQXMIBTreeCore.so")));
     }
 
     void openOnceAndShare()
@@ -289,9 +289,6 @@ private Q_SLOTS:
         QTest::newRow("OIDType") << "QXMIBTree.OIDType" << QByteArray("OIDType") << QByteArray("OIDType");
         QTest::newRow("ImportMIBX") << "QXMIBTree.ImportMIBX" << QByteArray("ImportMIBX")
                                     << QByteArray("AddEnums(QString,MibxNode)");
-        // The tree interface on its own: creatable, and castable to the interface.
-        QTest::newRow("MIBTreeCommon") << "QXMIBTree.MIBTreeCommon" << QByteArray("MIBTreeCommonObject")
-                                       << QByteArray("SelectOID(QString)");
     }
     void factory()
     {
@@ -306,7 +303,6 @@ private Q_SLOTS:
         QCOMPARE(QByteArray(meta->className()), className);
         QVERIFY2(meta->indexOfProperty(member.constData()) >= 0 || meta->indexOfMethod(member.constData()) >= 0,
                  member.constData());
-        QCOMPARE(object->qt_metacast("QXMIBTree.MIBTreeCommon") != nullptr, className == "MIBTreeCommonObject");
         QVERIFY(ObjectFactory::create(QStringLiteral("QXMIBTree.Nothing")) == nullptr);
     }
 

@@ -1,11 +1,11 @@
 #include "snmp/widgets/traplist.h"
 
 #include "core/messagesink.h"
-#include "core/objectfactory.h"
-#include "snmp/livegrid.h"
+#include "core/widgets/widgetfactory.h"
+#include "snmp/widgets/livegrid.h"
 #include "snmp/notificationmodel.h"
 #include "snmp/trapreceiver.h"
-#include "trees/detailslayout.h"
+#include "trees/widgets/detailslayout.h"
 
 #include <QContextMenuEvent>
 #include <QFileDialog>
@@ -21,7 +21,7 @@
 #include <QTreeView>
 #include <QVBoxLayout>
 
-QXMIB_REGISTER_CLASS(TrapList, TrapList)
+QXMIB_REGISTER_WIDGET(TrapList, TrapList)
 
 class TrapListPrivate
 {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "qxmibtree_export.h"
+#include "qxmibtreewidgets_export.h"
 
 #include "snmp/notification.h"
 
@@ -19,7 +19,7 @@ class TrapReceiver;
 // counter of what arrived, what shows, what was refused and what the row cap
 // dropped. A right click offers Export CSV and Clear. Hosts create it as
 // "QXMIBTree.TrapList", set Port (and Communities, users) and call Listen.
-class QXMIBTREE_EXPORT TrapList : public QWidget
+class QXMIBTREEWIDGETS_EXPORT TrapList : public QWidget
 {
     Q_OBJECT
     Q_PROPERTY(QString Address READ Address WRITE setAddress)

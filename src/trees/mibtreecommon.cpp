@@ -1,3 +1,0 @@
-#include "trees/mibtreecommon.h"
-
-MIBTreeCommon::~MIBTreeCommon() = default;

@@ -1,0 +1,3 @@
+#include "trees/widgets/mibtreecommon.h"
+
+MIBTreeCommon::~MIBTreeCommon() = default;

@@ -1,0 +1,15 @@
+# Fails when any of FILES loads Qt's GUI modules, directly or through another library.
+# cmake -DFILES="a;b" -P linkcheck.cmake
+foreach(file IN LISTS FILES)
+    execute_process(COMMAND ldd ${file} OUTPUT_VARIABLE loaded RESULT_VARIABLE status)
+    if(NOT status EQUAL 0)
+        message(FATAL_ERROR "ldd ${file} failed")
+    endif()
+    string(REGEX MATCHALL "libQt6(Gui|Widgets|OpenGL|PrintSupport|Svg|Network)[^ ]*" gui "${loaded}")
+    if(gui)
+        message(FATAL_ERROR "${file} loads ${gui}")
+    endif()
+    string(REGEX MATCHALL "\n" lines "${loaded}")
+    list(LENGTH lines count)
+    message(STATUS "${file}: ${count} shared objects, no Qt GUI module")
+endforeach()
