@@ -305,17 +305,24 @@ void TrapReceiverPrivate::readable()
             qCWarning(lcSnmp) << "naming a notification failed:" << e.number() << e.description();
         }
     }
-    if (!notifications.empty() || !rejections.empty())
-        Q_EMIT q->CountsChanged();
-    for (const Rejection &r : rejections) {
-        if (!alive)
-            return;
-        Q_EMIT q->Rejected(r.reason, TrapReceiver::rejectionText(TrapReceiver::Rejection(r.reason)), r.source);
-    }
-    for (const Notification &n : notifications) {
-        if (!alive)
-            return;
-        Q_EMIT q->Received(n);
+    // A handler's error must not cross the event loop.
+    try {
+        if (!notifications.empty() || !rejections.empty())
+            Q_EMIT q->CountsChanged();
+        for (const Rejection &r : rejections) {
+            if (!alive)
+                return;
+            Q_EMIT q->Rejected(r.reason, TrapReceiver::rejectionText(TrapReceiver::Rejection(r.reason)), r.source);
+        }
+        for (const Notification &n : notifications) {
+            if (!alive)
+                return;
+            Q_EMIT q->Received(n);
+        }
+    } catch (const QXMibError &e) {
+        qCWarning(lcSnmp) << "notification handler failed:" << e.number() << e.description();
+    } catch (const std::exception &e) {
+        qCWarning(lcSnmp) << "notification handler failed:" << e.what();
     }
 }
 

@@ -110,8 +110,8 @@ TrapList::TrapList(QWidget *parent)
     auto *splitter = new QSplitter(Qt::Vertical, this);
     splitter->addWidget(d->view);
     splitter->addWidget(d->details);
-    splitter->setStretchFactor(0, 3);
-    splitter->setStretchFactor(1, 2);
+    splitter->setStretchFactor(0, 1);
+    splitter->setStretchFactor(1, 1);
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addLayout(fields);
