@@ -12,6 +12,7 @@ struct BrowserOptions
     QString database;
     int databaseWaitMs = -1; // -1: the library's default
     bool localAgent = false;
+    bool showNotifications = false;
     bool haveTarget = false;
     bool snmpOptions = false; // any of -v -c -u -l -a -A -x -X given
     SnmpTarget target;
@@ -21,6 +22,7 @@ struct BrowserOptions
     QString mibxFile;
     QString screenshot;
     int quitAfterMs = -1;
+    int trapPort = 1162; // the Notifications pane's; 0: not listening
     bool help = false;
 
     // False with *error set for a usage error.

@@ -2,6 +2,7 @@
 
 #include "browseroptions.h"
 #include "localagent.h"
+#include "notificationspane.h"
 #include "mainwindow.h"
 
 #include "core/database.h"
@@ -135,6 +136,8 @@ int main(int argc, char *argv[])
     window.restoreLayout();
     if (options.haveTarget)
         window.targetBar()->setTarget(options.target);
+    if (options.trapPort > 0)
+        window.notifications()->listen(options.trapPort);
     if (options.localAgent) {
         if (!window.startLocalAgent(&error)) {
             std::fprintf(stderr, "qxmib-browser: %s\n", qPrintable(error));
@@ -155,6 +158,8 @@ int main(int argc, char *argv[])
     window.show();
 
     QTimer::singleShot(0, &window, [&window, &options] {
+        if (options.showNotifications)
+            window.showNotifications();
         if (!options.importFiles.isEmpty())
             window.importFiles(options.importFiles);
         if (!options.mibxFile.isEmpty())
