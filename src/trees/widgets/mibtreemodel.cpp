@@ -208,8 +208,18 @@ void MIBTreeModel::clear()
 {
     if (m_bulk == 0)
         beginResetModel();
-    m_roots.clear();
-    m_byKey.clear();
+    // The rows are out of every view already: a big outline is freed on a pool thread.
+    constexpr int bigOutline = 20000;
+    if (m_byKey.size() >= bigOutline) {
+        freeInBackground(std::move(m_roots));
+        freeInBackground(std::move(m_byKey));
+        m_roots.clear();
+        m_byKey.clear();
+    } else {
+        m_roots.clear();
+        m_byKey.clear();
+    }
+    m_order.clear();
     m_orderValid = false;
     if (m_bulk == 0)
         endResetModel();
@@ -246,7 +256,6 @@ const QVector<MIBTreeModel::Node *> &MIBTreeModel::rowsInOrder() const
             continue;
         }
         Node *node = list[at++].get();
-        m_orderOf.insert(node, int(m_order.size()));
         m_order.append(node);
         if (!node->children.empty()) {
             lists.push_back(&node->children);
@@ -260,7 +269,18 @@ const QVector<MIBTreeModel::Node *> &MIBTreeModel::rowsInOrder() const
 int MIBTreeModel::orderOf(const Node *node) const
 {
     rowsInOrder();
+    // Built on the first question after a change: the outline's order alone is cheaper.
+    if (m_orderOf.isEmpty() && !m_order.isEmpty()) {
+        m_orderOf.reserve(m_order.size());
+        for (int i = 0; i < m_order.size(); ++i)
+            m_orderOf.insert(m_order.at(i), i);
+    }
     return m_orderOf.value(node, -1);
+}
+
+void MIBTreeModel::reserve(int rows)
+{
+    m_byKey.reserve(rows);
 }
 
 const std::vector<std::unique_ptr<MIBTreeModel::Node>> &MIBTreeModel::childrenOf(const QModelIndex &parent) const

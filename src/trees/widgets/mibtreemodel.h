@@ -5,11 +5,14 @@
 #include <QAbstractItemModel>
 #include <QHash>
 #include <QIcon>
+#include <QRunnable>
 #include <QString>
+#include <QThreadPool>
 #include <QVector>
 
 #include <functional>
 #include <memory>
+#include <utility>
 
 // The outline that the MIB tree controls show: two columns ("Name" with the
 // node's icon, "OID"), one row per node, every row carrying a key that is
@@ -92,8 +95,12 @@ public:
     // Between these, rows change without a signal each; views see one reset at the end.
     void beginBulkLoad();
     void endBulkLoad();
+    // How many bulk loads are open (0: views see every change).
+    int bulkDepth() const { return m_bulk; }
 
     int nodeCount() const { return int(m_byKey.size()); }
+    // Room for this many rows in all, so that a big load does not regrow the key index as it goes.
+    void reserve(int rows);
     // Every row in outline order (parents before children, siblings in order),
     // hidden or not: the numbering of a grid that holds the whole outline.
     const QVector<Node *> &rowsInOrder() const;
@@ -125,3 +132,20 @@ private:
     mutable bool m_orderValid = false;
     int m_bulk = 0;
 };
+
+// Frees a big structure (a cleared outline, a loaded module's look-up tables) on
+// a pool thread: tens of milliseconds the UI thread does not wait for.
+template <typename T>
+void freeInBackground(T &&doomed)
+{
+    struct Freeing : QRunnable
+    {
+        explicit Freeing(T &&held)
+            : held(std::move(held))
+        {
+        }
+        void run() override { T gone = std::move(held); }
+        T held;
+    };
+    QThreadPool::globalInstance()->start(new Freeing(std::move(doomed)));
+}

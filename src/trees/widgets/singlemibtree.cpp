@@ -9,12 +9,16 @@
 #include "core/recordset.h"
 #include "trees/widgets/detailslayout.h"
 
-#include <QElapsedTimer>
+#include <QCoreApplication>
+#include <QDeadlineTimer>
 #include <QLabel>
 #include <QLayout>
+#include <QPointer>
 #include <QRegularExpression>
+#include <QTreeView>
 
 #include <algorithm>
+#include <numeric>
 
 QXMIB_REGISTER_WIDGET(SingleMIBTree, SingleMIBTree)
 
@@ -107,34 +111,80 @@ void SingleMIBTree::Refresh()
     m_status->setText(loading);
     m_status->show();
     paintStatus();
+    const QPointer<SingleMIBTree> alive(this);
+    const quint64 generation = ++m_generation;
+    m_sliceStarted = QDeadlineTimer::current().deadline();
     // One reset for the whole module instead of a signal per row.
     model()->beginBulkLoad();
+    bool finished = false;
     try {
         Clear();
         forgetIconIndex();
         setUpGrid();
         addRoots(QStringLiteral("folder-gray"));
-        loadModule(loading);
+        finished = loadModule(loading);
     } catch (...) {
-        m_isLoading = false;
-        m_loading.clear();
-        model()->endBulkLoad();
+        if (alive != nullptr && generation == m_generation) {
+            m_isLoading = false;
+            m_loading.clear();
+            if (model()->bulkDepth() > 0)
+                model()->endBulkLoad();
+            if (m_viewHiddenForLoad)
+                view()->show();
+            m_viewHiddenForLoad = false;
+        }
         throw;
     }
+    if (!finished)
+        return;
     model()->endBulkLoad();
+    if (m_viewHiddenForLoad)
+        view()->show();
+    m_viewHiddenForLoad = false;
     m_status->clear();
     m_status->hide();
     if (rowCountWithHeader() > 1)
         setCurrentRow(1);
 }
 
-void SingleMIBTree::loadModule(const QString &loading)
+// A module too big to load within one slice lets the event loop run between
+// slices, as the views do while they place values: the caption shows the count,
+// the window repaints and answers. The rows placed so far reach the model with
+// a reset, the tree itself stays hidden until the last slice. False when the
+// control was destroyed or refreshed again meanwhile: the caller gives up.
+bool SingleMIBTree::keepResponsive(const QString &loading)
+{
+    constexpr qint64 sliceMs = 25;
+    const qint64 now = QDeadlineTimer::current().deadline();
+    if (now - m_sliceStarted < sliceMs)
+        return true;
+    // A caller that holds a bulk load of its own gets the whole load in one piece.
+    if (model()->bulkDepth() != 1)
+        return true;
+    m_status->setText(loading + QString::number(rowCountWithHeader()));
+    if (!m_viewHiddenForLoad && isVisible()) {
+        view()->hide();
+        m_viewHiddenForLoad = true;
+    }
+    model()->endBulkLoad();
+    const QPointer<SingleMIBTree> alive(this);
+    const quint64 generation = m_generation;
+    QCoreApplication::processEvents();
+    if (alive == nullptr || generation != m_generation)
+        return false;
+    model()->beginBulkLoad();
+    m_sliceStarted = QDeadlineTimer::current().deadline();
+    return true;
+}
+
+bool SingleMIBTree::loadModule(const QString &loading)
 {
     // Read the module first, so that its own branches are known before any row is placed.
     QVector<QString> order;
     m_loading.clear();
     {
         Recordset rs(Globals::database(), QStringLiteral("Select * From Tree Where MIB=") + Globals::sq(m_mib));
+        int read = 0;
         for (; !rs.eof(); rs.moveNext()) {
             Definition definition;
             definition.oid = rs.text(QStringLiteral("OID")).trimmed();
@@ -144,36 +194,70 @@ void SingleMIBTree::loadModule(const QString &loading)
             if (!m_loading.contains(definition.oid))
                 order.append(definition.oid);
             m_loading.insert(definition.oid, definition);
+            // Room ahead of need: regrowing a big table at once is a pause of its own.
+            if (++read % 4096 == 0 && m_loading.capacity() < 2 * read) {
+                if (!keepResponsive(loading))
+                    return false;
+                m_loading.reserve(8 * read);
+            }
+            if (read % 512 == 0 && !keepResponsive(loading))
+                return false;
         }
     }
-    // Arc order: parents come before their children, and siblings stand in Index order.
-    std::vector<std::pair<QVector<qulonglong>, QString>> sorted;
-    sorted.reserve(order.size());
+    // Arc order: parents come before their children, and siblings stand in Index
+    // order. Sorted in runs, then merged, each step a slice of its own.
+    std::vector<qulonglong> arcs;
+    std::vector<std::pair<quint32, quint32>> spans; // where each OID's arcs start, and how many
+    arcs.reserve(size_t(order.size()) * 12);
+    spans.reserve(size_t(order.size()));
     for (const QString &oid : std::as_const(order)) {
-        QVector<qulonglong> numbers;
-        for (const QStringView arc : QStringView(oid).split(QLatin1Char('.')))
-            numbers.append(arc.toULongLong());
-        sorted.emplace_back(std::move(numbers), oid);
+        const auto start = quint32(arcs.size());
+        for (const QStringView arc : QStringView(oid).tokenize(QLatin1Char('.')))
+            arcs.push_back(arc.toULongLong());
+        spans.emplace_back(start, quint32(arcs.size()) - start);
+        if (spans.size() % 4096 == 0 && !keepResponsive(loading))
+            return false;
     }
-    std::sort(sorted.begin(), sorted.end());
+    const auto before = [&](int a, int b) {
+        const auto *x = arcs.data() + spans[size_t(a)].first;
+        const auto *y = arcs.data() + spans[size_t(b)].first;
+        return std::lexicographical_compare(x, x + spans[size_t(a)].second, y, y + spans[size_t(b)].second);
+    };
+    model()->reserve(model()->nodeCount() + int(order.size()) + 1024);
+    std::vector<int> sorted(size_t(order.size()));
+    std::iota(sorted.begin(), sorted.end(), 0);
+    constexpr size_t run = 8192;
+    const size_t count = sorted.size();
+    for (size_t first = 0; first < count; first += run) {
+        std::sort(sorted.begin() + first, sorted.begin() + std::min(count, first + run), before);
+        if (!keepResponsive(loading))
+            return false;
+    }
+    for (size_t width = run; width < count; width *= 2) {
+        for (size_t first = 0; first + width < count; first += 2 * width) {
+            std::inplace_merge(sorted.begin() + first, sorted.begin() + first + width,
+                               sorted.begin() + std::min(count, first + 2 * width), before);
+            if (!keepResponsive(loading))
+                return false;
+        }
+    }
     m_isLoading = true;
     int placed = 0;
-    QElapsedTimer sincePainted;
-    sincePainted.start();
-    for (const auto &entry : sorted) {
-        findOrCreate(entry.second);
-        // The caption follows in steps, not per row; a long load paints it as it goes.
+    for (const int entry : sorted) {
+        findOrCreate(order.at(entry));
+        // The caption follows in steps, not per row.
         if (++placed % 256 == 0) {
             m_status->setText(loading + QString::number(rowCountWithHeader()));
-            if (sincePainted.elapsed() >= 40) {
-                paintStatus();
-                sincePainted.restart();
-            }
+            if (!keepResponsive(loading))
+                return false;
         }
     }
     m_status->setText(loading + QString::number(rowCountWithHeader()));
     m_isLoading = false;
+    freeInBackground(std::move(m_loading));
+    freeInBackground(std::move(order));
     m_loading.clear();
+    return true;
 }
 
 // The load keeps the event loop waiting, so the caption is laid out and drawn here and now.

@@ -108,7 +108,10 @@ private:
         QString index;
         QString typeS;
     };
-    void loadModule(const QString &loading);
+    // False when the load was given up: the control was refreshed again or
+    // destroyed while the load let the event loop run.
+    bool loadModule(const QString &loading);
+    bool keepResponsive(const QString &loading);
     MIBTreeModel::Node *findOrCreate(const QString &oid);
     MIBTreeModel::Node *addDefinitionRow(MIBTreeModel::Node *parent, const Definition &definition, const QString &key,
                                          bool branchInModule, const QString &text = QString());
@@ -120,4 +123,9 @@ private:
     // The module's definitions while Refresh loads them, by OID.
     QHash<QString, Definition> m_loading;
     bool m_isLoading = false;
+    // Counts Refresh calls: a load that lets the event loop run gives up when another began meanwhile.
+    quint64 m_generation = 0;
+    // When the current slice of a long load began (monotonic ms).
+    qint64 m_sliceStarted = 0;
+    bool m_viewHiddenForLoad = false;
 };

@@ -357,15 +357,22 @@ QXMibOID &TreeControl::currentRecord()
 
 void TreeControl::setUpGrid()
 {
-    d->view->setFont(QFont(QStringLiteral("Arial")));
+    // Each change makes the view lay itself out again: only what differs is set.
+    const QFont arial(QStringLiteral("Arial"));
+    if (d->view->font() != arial)
+        d->view->setFont(arial);
     const QFontMetrics metrics(d->view->font());
     // The sample text, plus room for the icon and for the indentation of a few levels,
     // which a grid draws inside the cell's text width and an outline view beside it.
-    d->view->setIndentation(16);
+    if (d->view->indentation() != 16)
+        d->view->setIndentation(16);
     const int room = d->view->iconSize().isValid() ? d->view->iconSize().width() : 16;
-    d->view->header()->resizeSection(0, metrics.horizontalAdvance(QString(34, QLatin1Char('X'))) + room
-                                            + 6 * d->view->indentation());
-    d->view->header()->resizeSection(1, metrics.horizontalAdvance(QString(23, QLatin1Char('X'))));
+    const int widths[] = {metrics.horizontalAdvance(QString(34, QLatin1Char('X'))) + room + 6 * d->view->indentation(),
+                          metrics.horizontalAdvance(QString(23, QLatin1Char('X')))};
+    for (int section = 0; section < 2; ++section) {
+        if (d->view->header()->sectionSize(section) != widths[section])
+            d->view->header()->resizeSection(section, widths[section]);
+    }
 }
 
 void TreeControl::addRoots(const QString &icon)

@@ -10,6 +10,7 @@
 #include <QLabel>
 #include <QTest>
 #include <QTextEdit>
+#include <QTimer>
 #include <QTreeView>
 
 namespace {
@@ -101,6 +102,61 @@ private Q_SLOTS:
         m_tree->setMIB(QString());
         m_tree->Refresh();
         QCOMPARE(m_tree->rowCountWithHeader(), 3);
+    }
+
+    // A module too big for one slice lets the event loop run while it loads; the rows,
+    // their order and icons, the current row and the caption come out as a load in one
+    // piece gives them. Refreshed again from the event loop, the newer load wins whole.
+    void slicedLoad_data()
+    {
+        QTest::addColumn<bool>("refreshedMeanwhile");
+        QTest::newRow("left to finish") << false;
+        QTest::newRow("refreshed again while loading") << true;
+    }
+    void slicedLoad()
+    {
+        QFETCH(bool, refreshedMeanwhile);
+        m_fixture->db().executeScript(QStringLiteral(
+            "INSERT INTO Tree (OID, MIB, Name, ParentOID, \"Index\", TypeS, \"Primary\") VALUES "
+            "('1.3.6.1.4', 'BIG-MIB', 'private', '1.3.6.1', 4, '', -1), "
+            "('1.3.6.1.4.1', 'BIG-MIB', 'enterprises', '1.3.6.1.4', 1, '', -1), "
+            "('1.3.6.1.4.1.77', 'BIG-MIB', 'big', '1.3.6.1.4.1', 77, '', -1);"
+            "INSERT INTO Tree (OID, MIB, Name, ParentOID, \"Index\", TypeS, \"Primary\") "
+            "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 300) "
+            "SELECT '1.3.6.1.4.1.77.' || i, 'BIG-MIB', 'bigBranch' || i, '1.3.6.1.4.1.77', i, '', -1 FROM n;"
+            "INSERT INTO Tree (OID, MIB, Name, ParentOID, \"Index\", TypeS, \"Primary\") "
+            "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 40000) "
+            "SELECT '1.3.6.1.4.1.77.' || (i % 300 + 1) || '.' || i, 'BIG-MIB', 'big' || i, "
+            "'1.3.6.1.4.1.77.' || (i % 300 + 1), i, 'Integer32', -1 FROM n"));
+        const auto outline = [](SingleMIBTree &tree) {
+            QStringList rows;
+            for (const MIBTreeModel::Node *node : tree.model()->rowsInOrder())
+                rows.append(node->key + u' ' + node->caption + u' ' + node->icon);
+            return rows;
+        };
+        SingleMIBTree whole;
+        whole.setMIB(QStringLiteral("BIG-MIB"));
+        whole.model()->beginBulkLoad(); // a caller's own bulk load keeps the load in one piece
+        whole.Refresh();
+        whole.model()->endBulkLoad();
+
+        m_tree->show();
+        m_tree->setMIB(QStringLiteral("BIG-MIB"));
+        int turns = 0;
+        QTimer turn;
+        connect(&turn, &QTimer::timeout, this, [&] {
+            if (++turns == 3 && refreshedMeanwhile)
+                m_tree->Refresh();
+        });
+        turn.start(0);
+        m_tree->Refresh();
+        turn.stop();
+        QVERIFY(turns >= 3);
+        QCOMPARE(outline(*m_tree), outline(whole));
+        QCOMPARE(m_tree->rowCountWithHeader(), 1 + 2 + 3 + 3 + 300 + 40000);
+        QCOMPARE(m_tree->currentRow(), 1);
+        QVERIFY(m_tree->view()->isVisible());
+        QVERIFY(m_tree->findChild<QLabel *>(QStringLiteral("StatusMessage"))->isHidden());
     }
 
     void selectOID()
