@@ -8,6 +8,7 @@
 
 #include "snmp/peloruswrapper.h"
 #include "snmp/settings.h"
+#include "snmp/snmpoptions.h"
 #include "snmp/snmpquery.h"
 #include "snmp/snmpreply.h"
 #include "snmp/varbindlist.h"
@@ -71,7 +72,7 @@ bool inside(const QString &oid, const QString &root)
 class Runner : public SNMPReply
 {
 public:
-    Runner(Mode mode, const char *name, Options &options)
+    Runner(Mode mode, const char *name, SnmpOptions &options)
         : m_mode(mode)
         , m_name(QLatin1String(name))
         , m_o(options)
@@ -345,7 +346,7 @@ private:
 
     Mode m_mode;
     QString m_name;
-    Options &m_o;
+    SnmpOptions &m_o;
     PelorusWrapper *m_wrapper;
     Names m_names;
     QEventLoop m_loop;
@@ -372,9 +373,11 @@ int runMode(Mode mode, const char *name, const QStringList &args)
         printOut(usage);
         return 0;
     }
-    Options options;
+    SnmpOptions options;
     QString error;
-    if (!parseOptions(args, &options, &error)) {
+    if (!SnmpOptions::parse(args, &options, &error) || (options.target.isEmpty() && error.isEmpty())) {
+        if (error.isEmpty())
+            error = QStringLiteral("No hostname specified.");
         printErr(QStringLiteral("qxmib %1: %2\n").arg(QLatin1String(name), error) + usage);
         return 1;
     }

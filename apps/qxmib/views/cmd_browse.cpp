@@ -30,30 +30,30 @@ int cmdBrowse(const QStringList &args)
         printErr(QStringLiteral("qxmib browse: %1\n").arg(error));
         return 2;
     }
-    const int rows = o.values.value(QStringLiteral("--rows"), QStringLiteral("0")).toInt(&rowsOk);
+    const int rows = o.snmp.value(QStringLiteral("--rows"), QStringLiteral("0")).toInt(&rowsOk);
     if (!rowsOk || rows < 0) {
         printErr(QStringLiteral("qxmib browse: bad value for --rows\n"));
         return 2;
     }
     MIBBrowser browser;
     o.applyTo(&browser);
-    if (o.values.contains(QStringLiteral("--fields")))
-        browser.setFields(o.values.value(QStringLiteral("--fields")));
+    if (o.snmp.has(QStringLiteral("--fields")))
+        browser.setFields(o.snmp.value(QStringLiteral("--fields")));
 
     QEventLoop loop;
     QObject::connect(&browser, &MIBBrowser::Complete, &loop, &QEventLoop::quit);
     if (rows > 0) {
-        browser.setCurrentOID(o.snmp.rest.at(0));
+        browser.setCurrentOID(o.object());
         const QString start = browser.CurrentOID();
         browser.setCurrentOID(QString());
         browser.GetNextOID(rows - 1, start);
     } else {
-        browser.setCurrentOID(o.snmp.rest.at(0));
+        browser.setCurrentOID(o.object());
         browser.Activate();
     }
     if (browser.Busy())
         loop.exec();
-    printOut(browser.TableText(o.flags.contains(QStringLiteral("--csv"))));
+    printOut(browser.TableText(o.snmp.has(QStringLiteral("--csv"))));
     return 0;
 }
 
