@@ -1,10 +1,10 @@
 // qxmib-browser: the desktop MIB browser hosting the QXMIBTree controls.
 
 #include "browseroptions.h"
-#include "localagent.h"
 #include "mainwindow.h"
 
 #include "core/globals.h"
+#include "snmp/localagent.h"
 
 #include <QApplication>
 #include <QDir>
