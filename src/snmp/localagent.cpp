@@ -76,7 +76,7 @@ QByteArray LocalAgent::demoConfiguration()
     return "rocommunity public 127.0.0.1\n"
            "rwcommunity private 127.0.0.1\n"
            "dontLogTCPWrappersConnects yes\n"
-           "sysLocation on this machine, a private agent\n"
+           "sysLocation on this machine, started by qxmib-browser\n"
            "createUser demo SHA demo-auth-pass AES demo-priv-pass\n"
            "rwuser demo priv\n"
            "createUser demoauth SHA demo-auth-pass\n"

@@ -21,7 +21,8 @@ public:
     LocalAgent(const LocalAgent &) = delete;
     LocalAgent &operator=(const LocalAgent &) = delete;
 
-    // Communities "public" (read-only) and "private" (read-write), and the SNMPv3
+    // The private agent of qxmib-browser --local-agent: communities "public"
+    // (read-only) and "private" (read-write), and the SNMPv3
     // users "demo" (SHA/AES, pass phrases "demo-auth-pass" and "demo-priv-pass")
     // and "demoauth" (SHA, "demo-auth-pass", no privacy).
     static QByteArray demoConfiguration();
