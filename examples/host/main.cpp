@@ -3,7 +3,7 @@
 // properties, methods and signals by name. The controls library is loaded by
 // the factory; this program links the core alone.
 //
-//   example-host [TARGET [TABLE]] [--quit-after SECONDS]
+//   example-host [TARGET [TABLE]] [--quit-after SECONDS] [--screenshot FILE]
 //
 // A double click on a table in the tree retrieves it from TARGET (127.0.0.1).
 
@@ -27,11 +27,21 @@ int main(int argc, char *argv[])
 {
     QApplication app(argc, argv);
     QStringList args = app.arguments().mid(1);
-    if (const qsizetype quit = args.indexOf(QStringLiteral("--quit-after")); quit >= 0 && quit + 1 < args.size()) {
-        QTimer::singleShot(int(args.at(quit + 1).toDouble() * 1000), &app, &QApplication::quit);
-        args.remove(quit, 2);
-    }
+    const auto option = [&args](const QString &name) {
+        const qsizetype at = args.indexOf(name);
+        const QString value = at >= 0 ? args.value(at + 1) : QString();
+        if (at >= 0)
+            args.remove(at, qMin(qsizetype(2), args.size() - at));
+        return value;
+    };
+    if (const QString seconds = option(QStringLiteral("--quit-after")); !seconds.isEmpty())
+        QTimer::singleShot(int(seconds.toDouble() * 1000), &app, &QApplication::quit);
+    const QString screenshot = option(QStringLiteral("--screenshot"));
     QSplitter window;
+    QObject::connect(&app, &QApplication::aboutToQuit, [&] {
+        if (!screenshot.isEmpty())
+            window.grab().save(screenshot);
+    });
     Host host;
     host.tree = ObjectFactory::create(QStringLiteral("QXMIBTree.MIBTree"), &window);
     host.table = ObjectFactory::create(QStringLiteral("QXMIBTree.MIBTable"), &window);

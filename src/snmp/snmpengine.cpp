@@ -89,20 +89,6 @@ QString libraryError(int code)
     return QString::fromLocal8Bit(snmp_api_errstring(code));
 }
 
-// An agent's address with net-snmp's default port filled in.
-struct Target : AgentAddress
-{
-};
-
-bool parseTarget(const QString &text, Target *out, QString *error = nullptr)
-{
-    if (!AgentAddress::parse(text, out, error))
-        return false;
-    if (out->port == 0)
-        out->port = 161;
-    return true;
-}
-
 bool isNumericAddress(const QString &host, bool *ipv6)
 {
     const QByteArray text = host.toLatin1();
@@ -253,7 +239,7 @@ struct EngineSession
     QByteArray key;
     long version = SNMP_VERSION_2c;
     QByteArray community;
-    Target target;
+    AgentAddress target;
     Usm::Credentials credentials;
     QByteArray contextName;
     QByteArray contextEngineId;
@@ -443,8 +429,8 @@ EngineSession *SnmpEnginePrivate::sessionFor(SnmpQuery *query, Failure *failure)
         failure->description = libraryError(SNMPERR_BAD_VERSION);
         return nullptr;
     }
-    Target target;
-    if (!parseTarget(query->IPAddress(), &target, &failure->description)) {
+    AgentAddress target;
+    if (!AgentAddress::parse(query->IPAddress(), &target, &failure->description)) {
         failure->number = SNMPERR_BAD_ADDRESS;
         return nullptr;
     }
@@ -546,10 +532,7 @@ void SnmpEnginePrivate::resolved(quint64 serial, const QList<ResolvedAddress> &a
 void SnmpEnginePrivate::open(EngineSession *session, const QString &address, bool ipv6, const SnmpQuery *trigger)
 {
     session->address = address;
-    const QByteArray peer = (ipv6 ? QStringLiteral("udp6:[%1]:%2") : QStringLiteral("udp:%1:%2"))
-                                .arg(address)
-                                .arg(session->target.port)
-                                .toLatin1();
+    const QByteArray peer = AgentAddress{address, session->target.port, ipv6}.peerName().toLatin1();
     netsnmp_session setup;
     snmp_sess_init(&setup);
     setup.peername = const_cast<char *>(peer.constData());

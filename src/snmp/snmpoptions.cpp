@@ -4,6 +4,8 @@
 
 #include <QRegularExpression>
 
+#include <algorithm>
+
 namespace {
 
 bool isNegativeNumber(const QString &text)
@@ -179,18 +181,11 @@ bool SnmpOptions::parse(const QStringList &args, SnmpOptions *o, QString *error,
 
 QString SnmpOptions::value(const QString &name, const QString &otherwise) const
 {
-    for (auto option = own.crbegin(); option != own.crend(); ++option) {
-        if (option->first == name)
-            return option->second;
-    }
-    return otherwise;
+    const auto given = std::find_if(own.crbegin(), own.crend(), [&](const auto &option) { return option.first == name; });
+    return given != own.crend() ? given->second : otherwise;
 }
 
 bool SnmpOptions::has(const QString &name) const
 {
-    for (const auto &option : own) {
-        if (option.first == name)
-            return true;
-    }
-    return false;
+    return std::any_of(own.cbegin(), own.cend(), [&](const auto &option) { return option.first == name; });
 }
