@@ -1,4 +1,4 @@
-# cmake -DBUILD=dir -DEXAMPLE=dir -DWORK=dir -P installedpackage.cmake
+# cmake -DBUILD=dir -DEXAMPLE=dir -DWORK=dir [-DFLAGS=compiler-and-linker-flags] -P installedpackage.cmake
 # Installs BUILD into WORK/prefix, checks what landed there, builds the example host
 # against the installed package with a fresh CMake in WORK/example, and runs it.
 function(run)
@@ -28,7 +28,8 @@ set(ENV{PKG_CONFIG_PATH} "${pkgconfig}")
 run(pkg-config --cflags --libs QXMIBTreeWidgets)
 message(STATUS "pkg-config: ${out}")
 
-run(${CMAKE_COMMAND} -S ${EXAMPLE} -B ${WORK}/example -G Ninja -DCMAKE_PREFIX_PATH=${prefix})
+run(${CMAKE_COMMAND} -S ${EXAMPLE} -B ${WORK}/example -G Ninja -DCMAKE_PREFIX_PATH=${prefix}
+    "-DCMAKE_CXX_FLAGS=${FLAGS}" "-DCMAKE_EXE_LINKER_FLAGS=${FLAGS}")
 run(${CMAKE_COMMAND} --build ${WORK}/example)
 set(ENV{QT_QPA_PLATFORM} offscreen)
 run(${WORK}/example/example-host 127.0.0.1 ifTable --quit-after 1)
