@@ -66,14 +66,10 @@ QString BrowserOptions::usage()
         "                     [--table NAME] [--walk OID] [--import FILE]... [--view FILE]\n"
         "                     [--screenshot FILE] [--quit-after SECONDS]\n\n"
         "A MIB browser: the tree of all MIBs, tables and walks from an SNMP agent, MIB-X import.\n\n"
-        "  TARGET            the agent as net-snmp's tools take it: address or host name,\n"
-        "                    optionally :port, [v6addr]:port, udp: or udp6: before it\n"
-        "  -v 1|2c|3         SNMP version (default 2c)\n"
-        "  -c COMMUNITY      community (default public)\n"
-        "  -u USER -l noAuthNoPriv|authNoPriv|authPriv -a MD5|SHA|SHA-256|... -A PASSPHRASE\n"
-        "  -x DES|AES|AES-192|AES-256 -X PASSPHRASE\n"
-        "                    SNMPv3 credentials (pass phrases are never saved); net-snmp's\n"
-        "                    other options (-t, -r, -n, -Cr) are taken and not used\n"
+        "TARGET is the AGENT below, with net-snmp's options (-t, -r, -n, -Cr are taken, not used;\n"
+        "pass phrases are never saved):\n")
+        + SnmpOptions::help()
+        + QStringLiteral(
         "  --local-agent     start a private snmpd on a free loopback port, stopped on exit\n"
         "  --db PATH         the MIB database (default: MIBs.cfg beside the component)\n"
         "  --table NAME      retrieve a table into the table view (ifTable, IF-MIB:ifXTable, an OID)\n"

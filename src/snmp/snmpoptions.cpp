@@ -189,3 +189,16 @@ bool SnmpOptions::has(const QString &name) const
 {
     return std::any_of(own.cbegin(), own.cend(), [&](const auto &option) { return option.first == name; });
 }
+
+QString SnmpOptions::help()
+{
+    return QStringLiteral(
+        "AGENT: address or host name, optionally with :port; udp:, udp6: and [v6addr]:port as net-snmp takes them.\n"
+        "  -v 1|2c|3        SNMP version (2c unless given)\n"
+        "  -c COMMUNITY     community for versions 1 and 2c (public)\n"
+        "  -t SECONDS       time-out per attempt, fractions allowed\n"
+        "  -r RETRIES       retries; time-out and retries default to the user's SNMP settings\n"
+        "  -u USER  -l noAuthNoPriv|authNoPriv|authPriv  -n CONTEXT  -E CONTEXT-ENGINE-ID\n"
+        "  -a MD5|SHA|SHA-224|SHA-256|SHA-384|SHA-512  -A PASSPHRASE\n"
+        "  -x DES|AES|AES-192|AES-256  -X PASSPHRASE\n");
+}

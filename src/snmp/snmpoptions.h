@@ -34,6 +34,9 @@ struct QXMIBTREECORE_EXPORT SnmpOptions
     static bool parse(const QStringList &args, SnmpOptions *options, QString *error,
                       const QStringList &ownFlags = {}, const QStringList &ownValued = {});
 
+    // The lines that explain the agent address and these options, for a host's --help.
+    static QString help();
+
     // The value of the host's own option given last under that name.
     QString value(const QString &name, const QString &otherwise = QString()) const;
     bool has(const QString &name) const;

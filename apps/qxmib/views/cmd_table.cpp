@@ -23,7 +23,7 @@ const char kUsage[] = "Usage: qxmib [--db PATH] table [SNMP options] [--mode 0|1
 int cmdTable(const QStringList &args)
 {
     if (args.isEmpty() || args.contains(QStringLiteral("--help")) || args.contains(QStringLiteral("-h"))) {
-        printOut(QString::fromLatin1(kUsage) + QLatin1Char('\n') + QString::fromLatin1(LiveViewOptions::usage()));
+        printOut(QString::fromLatin1(kUsage) + QLatin1Char('\n') + LiveViewOptions::usage());
         return args.isEmpty() ? 2 : 0;
     }
     LiveViewOptions o;

@@ -46,10 +46,7 @@ void LiveViewOptions::applyTo(QObject *view)
         PelorusWrapper::instance()->setSNMPRetries(short(snmp.retries));
 }
 
-const char *LiveViewOptions::usage()
+QString LiveViewOptions::usage()
 {
-    return "TARGET is an address or host name, optionally with :port; IPv6 as [addr]:port.\n"
-           "SNMP options as the other SNMP commands: -v 1|2c|3 (default 2c) -c COMMUNITY (default public)\n"
-           "-t TIMEOUT_SECONDS -r RETRIES, and -u -l -a -A -x -X -n -E for version 3.\n"
-           "Time-out, retries and the bulk request size default to the user's SNMP settings.\n";
+    return SnmpOptions::help() + QStringLiteral("The bulk request size defaults to the user's SNMP settings.\n");
 }

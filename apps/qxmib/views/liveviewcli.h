@@ -21,5 +21,5 @@ struct LiveViewOptions
     // properties, as hosts do, and time-out and retries in the engine.
     void applyTo(QObject *view);
 
-    static const char *usage();
+    static QString usage();
 };
