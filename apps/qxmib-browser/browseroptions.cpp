@@ -6,13 +6,23 @@ bool BrowserOptions::parse(const QStringList &args, QString *error)
 {
     // net-snmp's options as qxmib takes them, and the browser's own.
     SnmpOptions o;
-    if (!SnmpOptions::parse(args, &o, error, {QStringLiteral("-h"), QStringLiteral("--help"), QStringLiteral("--local-agent")},
+    if (!SnmpOptions::parse(args, &o, error, {QStringLiteral("-h"), QStringLiteral("--help"), QStringLiteral("--local-agent"),
+                             QStringLiteral("--notifications")},
                             {QStringLiteral("--db"), QStringLiteral("--table"), QStringLiteral("--walk"),
                              QStringLiteral("--import"), QStringLiteral("--view"), QStringLiteral("--screenshot"),
-                             QStringLiteral("--quit-after"), QStringLiteral("-p")}))
+                             QStringLiteral("--quit-after"), QStringLiteral("--trap-port"), QStringLiteral("-p")}))
         return false;
     help = o.has(QStringLiteral("-h")) || o.has(QStringLiteral("--help"));
     localAgent = o.has(QStringLiteral("--local-agent"));
+    showNotifications = o.has(QStringLiteral("--notifications"));
+    if (o.has(QStringLiteral("--trap-port"))) {
+        bool ok = false;
+        trapPort = o.value(QStringLiteral("--trap-port")).toInt(&ok);
+        if (!ok || trapPort < 0 || trapPort > 65535) {
+            *error = QStringLiteral("--trap-port takes a UDP port, or 0 for none");
+            return false;
+        }
+    }
     database = o.value(QStringLiteral("--db"));
     table = o.value(QStringLiteral("--table"));
     walk = o.value(QStringLiteral("--walk"));
@@ -64,7 +74,7 @@ QString BrowserOptions::usage()
     return QStringLiteral(
         "Usage: qxmib-browser [--db PATH] [--local-agent | TARGET [SNMP options]]\n"
         "                     [--table NAME] [--walk OID] [--import FILE]... [--view FILE]\n"
-        "                     [--screenshot FILE] [--quit-after SECONDS]\n\n"
+        "                     [--trap-port N] [--notifications] [--screenshot FILE] [--quit-after SECONDS]\n\n"
         "A MIB browser: the tree of all MIBs, tables and walks from an SNMP agent, MIB-X import.\n\n"
         "TARGET is the AGENT below, with net-snmp's options (-t, -r, -n, -Cr are taken, not used;\n"
         "pass phrases are never saved):\n")
@@ -76,6 +86,9 @@ QString BrowserOptions::usage()
         "  --walk OID        walk a subtree in the browser view (system, 1.3.6.1.2.1.4)\n"
         "  --import FILE     import a MIB-X file first\n"
         "  --view FILE       show a MIB-X file in the viewer\n"
+        "  --trap-port N     the Notifications pane listens for traps on UDP port N (1162; 0: not at all);\n"
+        "                    the private agent of --local-agent sends its traps there\n"
+        "  --notifications   show the Notifications pane first\n"
         "  --screenshot FILE save a picture of the window once the views are done, then close\n"
         "  --quit-after S    close after S seconds (with --screenshot: save by then at the latest)\n");
 }

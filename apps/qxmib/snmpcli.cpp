@@ -3,31 +3,13 @@
 #include "core/oidtext.h"
 #include "core/qxmiberror.h"
 #include "core/qxmiboid.h"
+#include "snmp/bindingtext.h"
 
 #include <QRegularExpression>
-#include <QStringDecoder>
 
 #include <arpa/inet.h>
 
 namespace SnmpCli {
-
-namespace {
-
-bool printableLine(const QString &text)
-{
-    for (const QChar c : text) {
-        if (!c.isPrint() && c != QLatin1Char(' '))
-            return false;
-    }
-    return true;
-}
-
-QString hexOctets(const QByteArray &bytes)
-{
-    return QString::fromLatin1(bytes.toHex(' ').toUpper());
-}
-
-} // namespace
 
 Names::Names() = default;
 Names::~Names() = default;
@@ -79,44 +61,12 @@ QString Names::nameOf(const QString &oid)
 
 QString valueText(const VarBind &b)
 {
-    if (b.Status != 0 || (b.ValueType != 4 && b.ValueType != 64 && b.ValueType != 68))
-        return b.Value;
-    const QByteArray octets = b.Value.toLatin1();
-    switch (b.ValueType) {
-    case 4: {
-        QStringDecoder utf8(QStringDecoder::Utf8);
-        const QString text = utf8.decode(octets);
-        return !utf8.hasError() && printableLine(text) ? text : hexOctets(octets);
-    }
-    case 64:
-        if (octets.size() == 4)
-            return QStringLiteral("%1.%2.%3.%4")
-                .arg(quint8(octets[0]))
-                .arg(quint8(octets[1]))
-                .arg(quint8(octets[2]))
-                .arg(quint8(octets[3]));
-        return hexOctets(octets);
-    case 68:
-        return hexOctets(octets);
-    default:
-        return b.Value;
-    }
+    return BindingText::plain(b);
 }
 
 QString renderedValue(const VarBind &b, Names &names)
 {
-    const QString plain = valueText(b);
-    if (b.Status != 0)
-        return plain;
-    QXMibOID *record = names.record(b.OID);
-    if (record == nullptr)
-        return plain;
-    QString hex = b.HexValue;
-    const QString rendered = record->ParseValue(b.Value, hex);
-    // Passed through as received (perhaps with units behind): our own text of it.
-    if (rendered.startsWith(b.Value))
-        return plain + rendered.mid(b.Value.size());
-    return printableLine(rendered) ? rendered : plain;
+    return BindingText::rendered(b, b.Status != 0 ? nullptr : names.record(b.OID));
 }
 
 bool encodeValue(const QString &oid, const QString &type, const QString &value, Names &names, QVariant *encoded,

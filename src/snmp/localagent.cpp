@@ -71,16 +71,19 @@ QString LocalAgent::program()
     return found.isEmpty() ? QStandardPaths::findExecutable(QStringLiteral("snmpd")) : found;
 }
 
-QByteArray LocalAgent::demoConfiguration()
+QByteArray LocalAgent::demoConfiguration(quint16 trapPort)
 {
-    return "rocommunity public 127.0.0.1\n"
-           "rwcommunity private 127.0.0.1\n"
-           "dontLogTCPWrappersConnects yes\n"
-           "sysLocation on this machine, started by qxmib-browser\n"
-           "createUser demo SHA demo-auth-pass AES demo-priv-pass\n"
-           "rwuser demo priv\n"
-           "createUser demoauth SHA demo-auth-pass\n"
-           "rouser demoauth auth\n";
+    QByteArray config = "rocommunity public 127.0.0.1\n"
+                        "rwcommunity private 127.0.0.1\n"
+                        "dontLogTCPWrappersConnects yes\n"
+                        "sysLocation on this machine, started by qxmib-browser\n"
+                        "createUser demo SHA demo-auth-pass AES demo-priv-pass\n"
+                        "rwuser demo priv\n"
+                        "createUser demoauth SHA demo-auth-pass\n"
+                        "rouser demoauth auth\n";
+    if (trapPort != 0)
+        config += "trap2sink 127.0.0.1:" + QByteArray::number(trapPort) + " public\n";
+    return config;
 }
 
 bool LocalAgent::start(const QByteArray &config, QString *error, const QProcessEnvironment &environment)

@@ -24,8 +24,10 @@ public:
     // The private agent of qxmib-browser --local-agent: communities "public"
     // (read-only) and "private" (read-write), and the SNMPv3
     // users "demo" (SHA/AES, pass phrases "demo-auth-pass" and "demo-priv-pass")
-    // and "demoauth" (SHA, "demo-auth-pass", no privacy).
-    static QByteArray demoConfiguration();
+    // and "demoauth" (SHA, "demo-auth-pass", no privacy). With a trap port the
+    // agent sends its SNMPv2c traps (community "public") to 127.0.0.1 there, the
+    // first, coldStart, as it starts.
+    static QByteArray demoConfiguration(quint16 trapPort = 0);
 
     // Starts snmpd with the snmpd.conf lines given and waits until it answers
     // community "public"; false with *error set when it does not. environment

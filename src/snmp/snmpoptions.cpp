@@ -56,7 +56,7 @@ bool SnmpOptions::parse(const QStringList &args, SnmpOptions *o, QString *error,
             continue;
         }
         const QChar letter = a.at(1);
-        if (a.startsWith(QLatin1String("--")) || !QStringLiteral("vctrulaAxXnEC").contains(letter)) {
+        if (a.startsWith(QLatin1String("--")) || !QStringLiteral("vctrulaAxXnEeC").contains(letter)) {
             *error = QStringLiteral("Unknown option: ") + a;
             return false;
         }
@@ -85,6 +85,7 @@ bool SnmpOptions::parse(const QStringList &args, SnmpOptions *o, QString *error,
             break;
         case 'c':
             o->community = v;
+            o->communities.append(v);
             break;
         case 't': {
             const double seconds = v.toDouble(&ok);
@@ -143,14 +144,18 @@ bool SnmpOptions::parse(const QStringList &args, SnmpOptions *o, QString *error,
         case 'n':
             o->v3.setContextName(v);
             break;
-        case 'E': {
+        case 'E':
+        case 'e': {
             QString hex = v.startsWith(QLatin1String("0x"), Qt::CaseInsensitive) ? v.mid(2) : v;
             static const QRegularExpression hexDigits(QStringLiteral("^([0-9A-Fa-f]{2})+$"));
             if (!hexDigits.match(hex).hasMatch()) {
-                *error = QStringLiteral("Bad engine ID value after -E flag.");
+                *error = QStringLiteral("Bad engine ID value after -%1 flag.").arg(letter);
                 return false;
             }
-            o->v3.setContextEngineID(hex);
+            if (letter == QLatin1Char('E'))
+                o->v3.setContextEngineID(hex);
+            else
+                o->securityEngineIds.append(hex);
             break;
         }
         case 'C': {

@@ -11,13 +11,15 @@
 // net-snmp's command line options as its tools take them, for every host that
 // talks to an agent from its command line: -v 1|2c|3, -c COMMUNITY, -t SECONDS
 // (fractions allowed), -r RETRIES, -Cr<N>, and for version 3 -u -l -a -A -x -X
-// -n -E. The value may be joined to the letter ("-v2c") or follow it ("-v 2c");
+// -n -E -e. The value may be joined to the letter ("-v2c") or follow it ("-v 2c");
 // options may come before or after the target; "--" ends them; a negative
 // number is a value, not an option.
 struct QXMIBTREECORE_EXPORT SnmpOptions
 {
     int version = 2;
     QString community = QStringLiteral("public");
+    QStringList communities;       // every -c given, in order
+    QStringList securityEngineIds; // every -e given, hex digits
     int timeoutMs = -1; // -1: the user's SNMP settings
     int retries = -1;
     short maxRepetitions = 10;
