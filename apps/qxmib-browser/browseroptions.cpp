@@ -1,126 +1,72 @@
 #include "browseroptions.h"
 
-#include <QCoreApplication>
+#include "snmp/snmpoptions.h"
 
 bool BrowserOptions::parse(const QStringList &args, QString *error)
 {
-    QStringList positional;
-    bool portGiven = false;
-    for (int i = 0; i < args.size(); ++i) {
-        QString a = args.at(i);
-        // net-snmp's "-v2c", "-cpublic": the value glued to the option.
-        QString glued;
-        if (a.size() > 2 && a.at(0) == u'-' && a.at(1) != u'-' && QStringLiteral("vculaAxXp").contains(a.at(1))) {
-            glued = a.mid(2);
-            a = a.left(2);
-        }
-        const auto value = [&](QString *out) {
-            if (!glued.isEmpty()) {
-                *out = glued;
-                return true;
-            }
-            if (i + 1 >= args.size()) {
-                *error = QStringLiteral("%1 needs a value").arg(a);
-                return false;
-            }
-            *out = args.at(++i);
-            return true;
-        };
-        QString v;
-        if (a == QLatin1String("-h") || a == QLatin1String("--help")) {
-            help = true;
-        } else if (a == QLatin1String("--local-agent")) {
-            localAgent = true;
-        } else if (a == QLatin1String("--db-wait")) {
-            bool ok = false;
-            if (!value(&v))
-                return false;
-            const double seconds = v.toDouble(&ok);
-            if (!ok || seconds < 0 || seconds > 3600) {
-                *error = QStringLiteral("--db-wait needs a number of seconds (0 to 3600)");
-                return false;
-            }
-            databaseWaitMs = int(seconds * 1000);
-        } else if (a == QLatin1String("--notifications")) {
-            showNotifications = true;
-        } else if (a == QLatin1String("--db") || a == QLatin1String("--table") || a == QLatin1String("--walk")
-                   || a == QLatin1String("--import") || a == QLatin1String("--view")
-                   || a == QLatin1String("--screenshot") || a == QLatin1String("--quit-after")
-                   || a == QLatin1String("--trap-port")) {
-            if (!value(&v))
-                return false;
-            if (a == QLatin1String("--db"))
-                database = v;
-            else if (a == QLatin1String("--table"))
-                table = v;
-            else if (a == QLatin1String("--walk"))
-                walk = v;
-            else if (a == QLatin1String("--import"))
-                importFiles.append(v);
-            else if (a == QLatin1String("--view"))
-                mibxFile = v;
-            else if (a == QLatin1String("--screenshot"))
-                screenshot = v;
-            else if (a == QLatin1String("--trap-port")) {
-                bool ok = false;
-                trapPort = v.toInt(&ok);
-                if (!ok || trapPort < 0 || trapPort > 65535) {
-                    *error = QStringLiteral("--trap-port takes a UDP port, or 0 for none");
-                    return false;
-                }
-            }
-            else
-                quitAfterMs = int(v.toDouble() * 1000);
-        } else if (a.size() == 2 && a.at(0) == u'-' && QStringLiteral("vculaAxXp").contains(a.at(1))) {
-            if (!value(&v))
-                return false;
-            snmpOptions = snmpOptions || a.at(1) != u'p';
-            switch (a.at(1).unicode()) {
-            case 'v':
-                target.version = v == QLatin1String("1") ? 1 : v == QLatin1String("3") ? 3 : 2;
-                if (v != QLatin1String("1") && v != QLatin1String("2c") && v != QLatin1String("2")
-                    && v != QLatin1String("3")) {
-                    *error = QStringLiteral("-v takes 1, 2c or 3");
-                    return false;
-                }
-                break;
-            case 'c': target.community = v; break;
-            case 'u': target.user = v; break;
-            case 'l':
-                target.level = v.compare(QLatin1String("authPriv"), Qt::CaseInsensitive) == 0 ? 3
-                    : v.compare(QLatin1String("authNoPriv"), Qt::CaseInsensitive) == 0     ? 2
-                                                                                            : 1;
-                break;
-            case 'a': target.authProtocol = v.toUpper(); break;
-            case 'A': target.authPassword = v; break;
-            case 'x': target.privProtocol = v.toUpper(); break;
-            case 'X': target.privPassword = v; break;
-            case 'p':
-                target.port = v.toInt();
-                portGiven = true;
-                break;
-            }
-        } else if (a.startsWith(u'-') && a.size() > 1) {
-            *error = QStringLiteral("unknown option %1").arg(a);
+    // net-snmp's options as qxmib takes them, and the browser's own.
+    SnmpOptions o;
+    if (!SnmpOptions::parse(args, &o, error, {QStringLiteral("-h"), QStringLiteral("--help"), QStringLiteral("--local-agent"),
+                             QStringLiteral("--notifications")},
+                            {QStringLiteral("--db"), QStringLiteral("--table"), QStringLiteral("--walk"),
+                             QStringLiteral("--import"), QStringLiteral("--view"), QStringLiteral("--screenshot"),
+                             QStringLiteral("--quit-after"), QStringLiteral("--trap-port"), QStringLiteral("--db-wait"),
+                             QStringLiteral("-p")}))
+        return false;
+    help = o.has(QStringLiteral("-h")) || o.has(QStringLiteral("--help"));
+    localAgent = o.has(QStringLiteral("--local-agent"));
+    showNotifications = o.has(QStringLiteral("--notifications"));
+    if (o.has(QStringLiteral("--trap-port"))) {
+        bool ok = false;
+        trapPort = o.value(QStringLiteral("--trap-port")).toInt(&ok);
+        if (!ok || trapPort < 0 || trapPort > 65535) {
+            *error = QStringLiteral("--trap-port takes a UDP port, or 0 for none");
             return false;
-        } else {
-            positional.append(a);
         }
     }
-    if (positional.size() > 1) {
-        *error = QStringLiteral("one agent only: %1").arg(positional.join(u' '));
+    if (o.has(QStringLiteral("--db-wait"))) {
+        bool ok = false;
+        const double seconds = o.value(QStringLiteral("--db-wait")).toDouble(&ok);
+        if (!ok || seconds < 0 || seconds > 3600) {
+            *error = QStringLiteral("--db-wait needs a number of seconds (0 to 3600)");
+            return false;
+        }
+        databaseWaitMs = int(seconds * 1000);
+    }
+    database = o.value(QStringLiteral("--db"));
+    table = o.value(QStringLiteral("--table"));
+    walk = o.value(QStringLiteral("--walk"));
+    mibxFile = o.value(QStringLiteral("--view"));
+    screenshot = o.value(QStringLiteral("--screenshot"));
+    if (o.has(QStringLiteral("--quit-after")))
+        quitAfterMs = int(o.value(QStringLiteral("--quit-after")).toDouble() * 1000);
+    for (const auto &option : std::as_const(o.own)) {
+        if (option.first == QLatin1String("--import"))
+            importFiles.append(option.second);
+    }
+    snmpOptions = !o.given.isEmpty();
+    target.version = o.version;
+    target.community = o.community;
+    target.user = o.v3.UserName();
+    target.level = o.v3.SecurityLevel();
+    target.authProtocol = o.v3.AuthProtocol().toUpper();
+    target.authPassword = o.v3.AuthPassword();
+    target.privProtocol = o.v3.PrivProtocol().toUpper();
+    target.privPassword = o.v3.PrivPassword();
+    if (!o.rest.isEmpty()) {
+        *error = QStringLiteral("one agent only: %1").arg(o.target + u' ' + o.rest.join(u' '));
         return false;
     }
-    if (!positional.isEmpty()) {
-        haveTarget = true;
-        // net-snmp's transport prefix: udp:host:port
-        QString t = positional.first();
-        if (t.startsWith(QLatin1String("udp:")))
-            t = t.mid(4);
-        const int port = target.port;
-        TargetBar::splitAddress(t, &target.host, &target.port);
-        if (portGiven)
-            target.port = port;
+    haveTarget = !o.target.isEmpty();
+    if (haveTarget)
+        TargetBar::splitAddress(o.target, &target.host, &target.port);
+    if (o.has(QStringLiteral("-p"))) {
+        bool ok = false;
+        target.port = o.value(QStringLiteral("-p")).toInt(&ok);
+        if (!ok || target.port < 1 || target.port > 65535) {
+            *error = QStringLiteral("-p takes a port number from 1 to 65535");
+            return false;
+        }
     }
     if (localAgent && haveTarget) {
         *error = QStringLiteral("--local-agent and an agent of your own exclude each other");
@@ -140,12 +86,10 @@ QString BrowserOptions::usage()
         "                     [--table NAME] [--walk OID] [--import FILE]... [--view FILE]\n"
         "                     [--trap-port N] [--notifications] [--screenshot FILE] [--quit-after SECONDS]\n\n"
         "A MIB browser: the tree of all MIBs, tables and walks from an SNMP agent, MIB-X import.\n\n"
-        "  TARGET            the agent: address or host name, optionally :port ([v6addr]:port)\n"
-        "  -v 1|2c|3         SNMP version (default 2c)\n"
-        "  -c COMMUNITY      community (default public)\n"
-        "  -u USER -l noAuthNoPriv|authNoPriv|authPriv -a MD5|SHA|SHA-256|... -A PASSPHRASE\n"
-        "  -x DES|AES|AES-192|AES-256 -X PASSPHRASE\n"
-        "                    SNMPv3 credentials (pass phrases are never saved)\n"
+        "TARGET is the AGENT below, with net-snmp's options (-t, -r, -n, -Cr are taken, not used;\n"
+        "pass phrases are never saved):\n")
+        + SnmpOptions::help()
+        + QStringLiteral(
         "  --local-agent     start a private snmpd on a free loopback port, stopped on exit\n"
         "  --db PATH         the MIB database (default: MIBs.cfg beside the component)\n"
         "  --db-wait S       how long to wait for another program that holds the database\n"

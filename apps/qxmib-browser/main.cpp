@@ -1,12 +1,12 @@
 // qxmib-browser: the desktop MIB browser hosting the QXMIBTree controls.
 
 #include "browseroptions.h"
-#include "localagent.h"
-#include "notificationspane.h"
 #include "mainwindow.h"
+#include "notificationspane.h"
 
 #include "core/database.h"
 #include "core/globals.h"
+#include "snmp/localagent.h"
 
 #include <QApplication>
 #include <QDir>

@@ -1,12 +1,14 @@
 #include "mainwindow.h"
 
 #include "controls.h"
-#include "localagent.h"
 #include "notificationspane.h"
 #include "snmpsettingsdialog.h"
 
 #include "core/globals.h"
+#include "core/oidtext.h"
 #include "core/qxmiberror.h"
+#include "core/qxmiboid.h"
+#include "snmp/localagent.h"
 
 #include <QAbstractItemView>
 #include <QApplication>
@@ -316,7 +318,7 @@ bool MainWindow::startLocalAgent(QString *error)
 {
     auto agent = std::make_unique<LocalAgent>();
     const quint16 trapPort = m_notifications->isListening() ? quint16(m_notifications->port()) : 0;
-    if (!agent->start(error, trapPort))
+    if (!agent->start(LocalAgent::demoConfiguration(trapPort), error))
         return false;
     m_agent = std::move(agent);
     SnmpTarget target;
@@ -350,29 +352,19 @@ void MainWindow::applyTarget(QWidget *view)
 
 char MainWindow::kindOf(const QString &name, QString *oid, QString *shown)
 {
-    std::unique_ptr<QObject> record(Controls::create("OID"));
-    if (!record)
+    std::unique_ptr<QObject> object(Controls::create("OID"));
+    auto *record = qobject_cast<QXMibOID *>(object.get());
+    if (record == nullptr || !OidText::resolve(*record, name))
         return 0;
-    QString text = name.trimmed();
-    if (text.startsWith(u'.'))
-        text.remove(0, 1);
-    record->setProperty("FullName", text);
-    // A name with an instance: ifDescr.3
-    if (record->property("OID").toString().isEmpty() && text.contains(u'.') && !text.at(0).isDigit())
-        record->setProperty("FullName", text.section(u'.', 0, 0));
-    const QString found = record->property("OID").toString();
-    if (found.isEmpty())
-        return 0;
+    const QString found = record->OID();
     if (oid != nullptr)
         *oid = found;
     if (shown != nullptr)
-        *shown = found == text ? record->property("Name").toString() : name.trimmed();
-    if (record->property("TypeString").toString().compare(QLatin1String("SEQUENCE"), Qt::CaseInsensitive) == 0)
+        *shown = OidText::isNumeric(name) && name.trimmed().endsWith(found) ? record->Name() : name.trimmed();
+    if (record->TypeString().compare(QLatin1String("SEQUENCE"), Qt::CaseInsensitive) == 0)
         return 't';
-    record->setProperty("OID", record->property("ParentOID"));
-    return record->property("TypeString").toString().compare(QLatin1String("SEQUENCE"), Qt::CaseInsensitive) == 0
-        ? 't'
-        : 'o';
+    record->setOID(record->ParentOID());
+    return record->TypeString().compare(QLatin1String("SEQUENCE"), Qt::CaseInsensitive) == 0 ? 't' : 'o';
 }
 
 void MainWindow::openObject(const QString &name)
@@ -411,7 +403,7 @@ void MainWindow::openTable(const QString &name)
             Controls::call(m_tree, "SelectOID", oid);
         applyTarget(m_table);
         setBusy(tr("Retrieving %1 from %2").arg(m_tableName, target.address()));
-        Controls::call(m_table, "GetTable", text);
+        Controls::call(m_table, "GetTable", oid.isEmpty() ? text : oid);
     });
     // A name the database does not know ends at once, with the table's message.
     if (!m_table->property("Busy").toBool())
@@ -432,9 +424,8 @@ void MainWindow::walk(const QString &name)
         return;
     }
     QString oid;
-    const bool numeric = text.at(text.startsWith(u'.') && text.size() > 1 ? 1 : 0).isDigit();
     QString shown = text;
-    if (kindOf(text, &oid, &shown) == 0 && !numeric) {
+    if (kindOf(text, &oid, &shown) == 0 && !OidText::isNumeric(text)) {
         showNotice(unknownObject(text));
         setIdle(tr("%1: not in the MIB database").arg(text));
         return;
@@ -450,7 +441,7 @@ void MainWindow::walk(const QString &name)
         if (!oid.isEmpty())
             Controls::call(m_tree, "SelectOID", oid);
         applyTarget(m_browser);
-        m_browser->setProperty("CurrentOID", text);
+        m_browser->setProperty("CurrentOID", oid.isEmpty() ? text : oid);
         setBusy(tr("Walking %1 on %2").arg(shown, target.address()));
         Controls::call(m_browser, "Activate");
     });

@@ -7,7 +7,6 @@
 #include "core/qxmiberror.h"
 
 #include <QCoreApplication>
-#include <QDomDocument>
 #include <QFile>
 #include <QFileInfo>
 #include <QThread>
@@ -117,26 +116,10 @@ void MibImport::compiled()
 
 int MibImport::addTypes(const QString &file)
 {
-    QFile f(file);
-    QDomDocument doc;
-    if (!f.open(QIODevice::ReadOnly) || !doc.setContent(&f))
-        return 0; // the importer says what is wrong with the file
     std::unique_ptr<QObject> application(Controls::create("Application"));
     auto *db = application ? qobject_cast<Database *>(Controls::objectProperty(application.get(), "MIBDatabase"))
                            : nullptr;
-    if (db == nullptr)
-        return 0;
-    int added = 0;
-    const QDomNodeList types = doc.documentElement().firstChildElement(QStringLiteral("TYPES")).childNodes();
-    for (int i = 0; i < types.size(); ++i) {
-        const QDomElement t = types.at(i).toElement();
-        const QString name = t.firstChildElement(QStringLiteral("NAME")).text().trimmed();
-        const QString root = t.firstChildElement(QStringLiteral("ROOT")).text().trimmed();
-        bool ok = false;
-        const int code = t.firstChildElement(QStringLiteral("CODE")).text().toInt(&ok);
-        if (!name.isEmpty() && !root.isEmpty() && ok && DatabaseBuilder::addType(*db, name, root, code))
-            ++added;
-    }
+    const int added = db != nullptr ? DatabaseBuilder::addMibxTypes(*db, file) : 0;
     if (added > 0)
         Q_EMIT message(tr("%1: %n new type(s)", nullptr, added).arg(QFileInfo(file).fileName()), Info);
     return added;

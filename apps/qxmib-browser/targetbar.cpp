@@ -2,6 +2,8 @@
 
 #include "controls.h"
 
+#include "snmp/agentaddress.h"
+
 #include <QComboBox>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -48,7 +50,7 @@ QLineEdit *field(const char *name, int width, bool secret = false)
 
 QString SnmpTarget::address() const
 {
-    return (host.contains(u':') ? u'[' + host + u']' : host) + u':' + QString::number(port);
+    return AgentAddress{host, port, false}.text();
 }
 
 QString SnmpTarget::description() const
@@ -141,25 +143,18 @@ TargetBar::TargetBar(QWidget *parent)
     showVersionFields();
 }
 
-// "host", "host:port", "[v6]:port"; a port given with the host wins over the port box.
+// A port given with the host wins over the port box; text that is no address
+// stays the host, and the views report what is wrong with it.
 void TargetBar::splitAddress(const QString &text, QString *host, int *port)
 {
-    const QString t = text.trimmed();
-    if (t.startsWith(u'[')) {
-        const qsizetype close = t.indexOf(u']');
-        *host = t.mid(1, close > 0 ? close - 1 : -1);
-        if (close > 0 && t.mid(close + 1).startsWith(u':'))
-            *port = t.mid(close + 2).toInt();
+    AgentAddress parsed;
+    if (!AgentAddress::parse(text, &parsed)) {
+        *host = text.trimmed();
         return;
     }
-    bool ok = false;
-    const int given = t.section(u':', 1).toInt(&ok);
-    if (t.count(u':') == 1 && ok) {
-        *host = t.section(u':', 0, 0);
-        *port = given;
-        return;
-    }
-    *host = t;
+    *host = parsed.host;
+    if (parsed.port > 0)
+        *port = parsed.port;
 }
 
 SnmpTarget TargetBar::target() const

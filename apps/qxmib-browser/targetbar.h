@@ -60,7 +60,7 @@ public:
 
     QLineEdit *addressEdit() const;
 
-    // "host", "host:port" or "[v6]:port"; a port given with the host overrides *port.
+    // An agent address as AgentAddress reads it; a port given with the host overrides *port.
     static void splitAddress(const QString &text, QString *host, int *port);
 
     static constexpr int maxRecent = 12;

@@ -71,26 +71,6 @@ private:
     int m_drawn = -1;
 };
 
-// The textual conventions a compiled file carries beside its tree reach the
-// Types table first, so the objects that use them get their type codes.
-int addTypes(const QString &fileName)
-{
-    MibxDocument doc;
-    if (!doc.load(fileName))
-        return 0;
-    int added = 0;
-    const MibxNode types = doc.selectSingleNode(QStringLiteral("MIBX/TYPES"));
-    for (const MibxNode &t : types.childNodes()) {
-        const QString name = t.selectSingleNode(QStringLiteral("NAME")).text();
-        const QString root = t.selectSingleNode(QStringLiteral("ROOT")).text();
-        bool ok = false;
-        const int code = t.selectSingleNode(QStringLiteral("CODE")).text().toInt(&ok);
-        if (!name.isEmpty() && !root.isEmpty() && ok && DatabaseBuilder::addType(*Globals::database(), name, root, code))
-            ++added;
-    }
-    return added;
-}
-
 // Obsoleted modules (RFC1158-MIB, RFC1213-MIB) define the objects of their
 // successors again. Look-ups by OID take the first primary row, so a shipped
 // database keeps one primary row per OID: the module updated last, and among
@@ -182,7 +162,7 @@ int import(const QStringList &args)
 
         bool ok = false;
         try {
-            const int types = withTypes ? addTypes(file) : 0;
+            const int types = withTypes ? DatabaseBuilder::addMibxTypes(*Globals::database(), file) : 0;
             if (types > 0 && !quiet)
                 printOut(QStringLiteral("    %1 new types\n").arg(types));
             bar.start(file, terminal && !quiet ? countObjects(file) : 0);

@@ -1,8 +1,8 @@
 // qxmib resolve / render: what the database knows about an OID, and how a value of it reads.
 
 #include "command.h"
-#include "resolvetext.h"
 
+#include "core/oidtext.h"
 #include "core/qxmiboid.h"
 
 #include <QCommandLineParser>
@@ -30,7 +30,8 @@ int resolve(const QStringList &args)
             "Usage: qxmib [--db PATH] resolve TEXT...\n\n"
             "Looks each TEXT up in the MIB database and prints the fields of its definition.\n"
             "TEXT is an OID (1.3.6.1.2.1.1.5), an instance OID (1.3.6.1.2.1.2.2.1.2.3), a descriptor\n"
-            "(sysName), MODULE:descriptor (IF-MIB:ifDescr), or a descriptor with an instance (ifDescr.3).\n"
+            "(sysName), MODULE:descriptor or MODULE::descriptor (IF-MIB::ifDescr), or a descriptor with\n"
+            "an instance in net-snmp's index forms (ifDescr.3, nsExtendOutputFull.\"hello\", name.'x').\n"
             "Exit status 1 when a TEXT matches nothing.\n"));
         return args.isEmpty() ? 2 : 0;
     }
@@ -38,7 +39,7 @@ int resolve(const QStringList &args)
     bool first = true;
     for (const QString &text : args) {
         QXMibOID record;
-        if (!resolveUserText(record, text)) {
+        if (!OidText::resolve(record, text)) {
             printErr(QStringLiteral("qxmib resolve: no MIB object matches '%1'\n").arg(text));
             status = 1;
             continue;
@@ -97,7 +98,7 @@ int render(const QStringList &args)
         return wantsHelp(args) ? 0 : 2;
     }
     QXMibOID record;
-    if (!resolveUserText(record, args.at(0))) {
+    if (!OidText::resolve(record, args.at(0))) {
         printErr(QStringLiteral("qxmib render: no MIB object matches '%1'\n").arg(args.at(0)));
         return 1;
     }

@@ -8,6 +8,7 @@
 
 #include "snmp/peloruswrapper.h"
 #include "snmp/settings.h"
+#include "snmp/snmpoptions.h"
 #include "snmp/snmpquery.h"
 #include "snmp/snmpreply.h"
 #include "snmp/varbindlist.h"
@@ -26,16 +27,8 @@ enum class Mode { Get, GetNext, Walk, BulkWalk, Set };
 
 const char kUsage[] =
     "Usage: qxmib [--db PATH] %1 [OPTIONS] AGENT %2\n\n"
-    "AGENT: address or host name, optionally with :port; udp:, udp6: and [v6addr]:port as net-snmp takes them.\n"
-    "OIDs are numeric or names from the MIB database: sysDescr.0, IF-MIB::ifDescr.3.\n\n"
-    "  -v 1|2c|3        SNMP version (2c unless given)\n"
-    "  -c COMMUNITY     community for versions 1 and 2c (public)\n"
-    "  -t SECONDS       time-out per attempt, fractions allowed\n"
-    "  -r RETRIES       retries; time-out and retries default to the user's SNMP settings\n"
-    "  -u USER  -l noAuthNoPriv|authNoPriv|authPriv  -n CONTEXT  -E CONTEXT-ENGINE-ID\n"
-    "  -a MD5|SHA|SHA-224|SHA-256|SHA-384|SHA-512  -A PASSPHRASE\n"
-    "  -x DES|AES|AES-192|AES-256  -X PASSPHRASE\n"
-    "%3";
+    "OIDs are numeric or names from the MIB database: sysDescr.0, IF-MIB::ifDescr.3.\n"
+    "%4%3";
 
 // Numeric OID order, without splitting the texts.
 bool lessThan(const QString &a, const QString &b)
@@ -71,7 +64,7 @@ bool inside(const QString &oid, const QString &root)
 class Runner : public SNMPReply
 {
 public:
-    Runner(Mode mode, const char *name, Options &options)
+    Runner(Mode mode, const char *name, SnmpOptions &options)
         : m_mode(mode)
         , m_name(QLatin1String(name))
         , m_o(options)
@@ -345,7 +338,7 @@ private:
 
     Mode m_mode;
     QString m_name;
-    Options &m_o;
+    SnmpOptions &m_o;
     PelorusWrapper *m_wrapper;
     Names m_names;
     QEventLoop m_loop;
@@ -367,14 +360,16 @@ int runMode(Mode mode, const char *name, const QStringList &args)
         QLatin1String(name), mode == Mode::Set ? QStringLiteral("OID TYPE VALUE...")
             : mode == Mode::Walk || mode == Mode::BulkWalk ? QStringLiteral("[OID...]")
                                                             : QStringLiteral("OID..."),
-        more);
+        more, SnmpOptions::help());
     if (args.contains(QStringLiteral("--help")) || args.contains(QStringLiteral("-h"))) {
         printOut(usage);
         return 0;
     }
-    Options options;
+    SnmpOptions options;
     QString error;
-    if (!parseOptions(args, &options, &error)) {
+    if (!SnmpOptions::parse(args, &options, &error) || (options.target.isEmpty() && error.isEmpty())) {
+        if (error.isEmpty())
+            error = QStringLiteral("No hostname specified.");
         printErr(QStringLiteral("qxmib %1: %2\n").arg(QLatin1String(name), error) + usage);
         return 1;
     }

@@ -4,9 +4,9 @@
 // What the receiver refuses goes to stderr.
 
 #include "command.h"
-#include "snmpcli.h"
 
 #include "core/qxmiberror.h"
+#include "snmp/snmpoptions.h"
 #include "snmp/trapreceiver.h"
 
 #include <QCoreApplication>
@@ -63,10 +63,11 @@ int runTraps(const QStringList &arguments)
             return 1;
         }
     }
-    SnmpCli::Options options;
+    SnmpOptions options;
     QString error;
-    if (!SnmpCli::parseOptions(rest, &options, &error, false) || !options.rest.isEmpty()) {
-        printErr((error.isEmpty() ? QStringLiteral("Unexpected argument: ") + options.rest.first() : error)
+    // Options only: an argument that is none is no agent here.
+    if (!SnmpOptions::parse(rest, &options, &error) || !options.target.isEmpty()) {
+        printErr((options.target.isEmpty() ? error : QStringLiteral("Unexpected argument: ") + options.target)
                  + QLatin1Char('\n') + QString::fromLatin1(kUsage));
         return 1;
     }

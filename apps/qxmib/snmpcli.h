@@ -1,10 +1,9 @@
 #pragma once
 
-// What the SNMP commands of qxmib share: net-snmp's command line options, the
-// MIB database for names and renderings, and the text forms of values in
-// both directions.
+// What the SNMP commands of qxmib share beside net-snmp's command line options
+// (SnmpOptions): the MIB database for names and renderings, and the text forms
+// of values in both directions.
 
-#include "snmp/snmpsession.h"
 #include "snmp/varbind.h"
 
 #include <QByteArray>
@@ -17,26 +16,6 @@
 class QXMibOID;
 
 namespace SnmpCli {
-
-struct Options
-{
-    int version = 2;
-    QString community = QStringLiteral("public");
-    QStringList communities; // every -c given, in order
-    QStringList securityEngineIds; // every -e given, hex digits
-    int timeoutMs = -1; // -1: the user's SNMP settings
-    int retries = -1;
-    short maxRepetitions = 10;
-    QString target;
-    QStringList rest; // OIDs, or OID TYPE VALUE triples
-    SnmpSession v3;
-};
-
-// net-snmp's habits: "-v2c" or "-v 2c", options before or after the target,
-// "--" ends them, a negative number is a value, -t in seconds with fractions,
-// -Cr<N> for the GetBulk repetitions. False with *error set for a usage error.
-// Without needsTarget the first positional argument stays in rest.
-bool parseOptions(const QStringList &args, Options *options, QString *error, bool needsTarget = true);
 
 // Numeric OIDs as given; names (sysDescr.0, IF-MIB::ifDescr.3, IF-MIB:ifDescr.3)
 // resolved through the MIB database, opened only when a name needs it.

@@ -2,6 +2,8 @@
 
 #include "core/qxmiberror.h"
 #include "core/qxmiboid.h"
+#include "snmp/agentaddress.h"
+#include "snmp/peloruswrapper.h"
 #include "snmp/varbind.h"
 
 #include <QStringDecoder>
@@ -184,34 +186,21 @@ QString cellText(QXMibOID &object, const VarBind &binding)
 
 QString withPort(const QString &address, int port)
 {
-    QString host;
-    int given = 0;
-    splitTarget(address, &host, &given);
-    if (host.isEmpty() || given != 0 || port <= 0)
+    AgentAddress parsed;
+    if (!AgentAddress::parse(address, &parsed) || parsed.port != 0)
         return address.trimmed();
-    if (host.contains(u':'))
-        return u'[' + host + QStringLiteral("]:") + QString::number(port);
-    return host + u':' + QString::number(port);
+    return parsed.text(port);
 }
 
-void splitTarget(const QString &target, QString *host, int *port)
+QString targetAddress(PelorusWrapper *wrapper, const QString &target, int *port)
 {
-    const QString text = target.trimmed();
-    *port = 0;
-    if (text.startsWith(u'[')) {
-        const qsizetype close = text.indexOf(u']');
-        *host = close > 0 ? text.mid(1, close - 1) : text.mid(1);
-        if (close > 0 && text.mid(close + 1).startsWith(u':'))
-            *port = text.mid(close + 2).toInt();
-        return;
-    }
-    if (text.count(u':') == 1) {
-        const qsizetype colon = text.indexOf(u':');
-        *host = text.left(colon);
-        *port = text.mid(colon + 1).toInt();
-        return;
-    }
-    *host = text;
+    AgentAddress parsed;
+    if (!AgentAddress::parse(target, &parsed))
+        return target.trimmed();
+    if (parsed.port > 0)
+        *port = parsed.port;
+    const QString address = wrapper->LookupAddress(parsed.host);
+    return address.isEmpty() ? parsed.host : address;
 }
 
 } // namespace LiveValues

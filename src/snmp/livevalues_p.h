@@ -5,6 +5,7 @@
 #include <QString>
 #include <QStringView>
 
+class PelorusWrapper;
 class QXMibOID;
 struct VarBind;
 
@@ -35,11 +36,13 @@ QXMIBTREECORE_EXPORT QString cellText(QXMibOID &object, const VarBind &binding);
 // that cellText uses for raw octets.
 QXMIBTREECORE_EXPORT QString rawText(const VarBind &binding);
 
-// Adds ":port" to an address that carries none (IPv6 addresses in brackets).
+// Adds ":port" to an address that carries none (IPv6 addresses in brackets);
+// text that is no address as it stands, for the engine to report.
 QXMIBTREECORE_EXPORT QString withPort(const QString &address, int port);
 
-// Splits "host", "host:port", "[v6]:port" or a bare IPv6 address into host and port;
-// the port is 0 when the text names none.
-QXMIBTREECORE_EXPORT void splitTarget(const QString &target, QString *host, int *port);
+// What a view sends to for the Target a host gives it: the host looked up
+// through the wrapper, and *port set when the text names one; text that is no
+// agent address as it stands, so that the view's requests report what is wrong.
+QXMIBTREECORE_EXPORT QString targetAddress(PelorusWrapper *wrapper, const QString &target, int *port);
 
 } // namespace LiveValues

@@ -1,6 +1,7 @@
 #include "snmp/snmpengine.h"
 
 #include "core/qxmiberror.h"
+#include "snmp/agentaddress.h"
 #include "snmp/snmpquery.h"
 #include "snmp/snmpreply.h"
 #include "snmp/snmpsession.h"
@@ -86,54 +87,6 @@ void initLibrary()
 QString libraryError(int code)
 {
     return QString::fromLocal8Bit(snmp_api_errstring(code));
-}
-
-struct Target
-{
-    QString host;
-    int port = 161;
-    bool ipv6 = false;
-};
-
-// "host", "host:port", "udp:host:port", bare IPv6, "[v6addr]:port", "udp6:[v6addr]:port".
-bool parseTarget(const QString &target, Target *out)
-{
-    QString text = target.trimmed();
-    if (text.startsWith(QLatin1String("udp6:"), Qt::CaseInsensitive)) {
-        text = text.mid(5);
-        out->ipv6 = true;
-    } else if (text.startsWith(QLatin1String("udp:"), Qt::CaseInsensitive)) {
-        text = text.mid(4);
-    }
-    QString port = QStringLiteral("161");
-    if (text.startsWith(QLatin1Char('['))) {
-        const int close = text.indexOf(QLatin1Char(']'));
-        if (close < 2)
-            return false;
-        out->host = text.mid(1, close - 1);
-        const QString rest = text.mid(close + 1);
-        if (!rest.isEmpty()) {
-            if (!rest.startsWith(QLatin1Char(':')))
-                return false;
-            port = rest.mid(1);
-        }
-        out->ipv6 = true;
-    } else if (text.count(QLatin1Char(':')) > 1) {
-        out->host = text;
-        out->ipv6 = true;
-    } else {
-        const int colon = text.indexOf(QLatin1Char(':'));
-        out->host = colon < 0 ? text : text.left(colon);
-        if (colon >= 0)
-            port = text.mid(colon + 1);
-    }
-    static const QRegularExpression v6(QStringLiteral("^[0-9A-Fa-f:.]+(%[^\\s]+)?$"));
-    if (out->ipv6 && out->host.contains(QLatin1Char(':')) && !v6.match(out->host).hasMatch())
-        return false;
-    bool ok = false;
-    out->port = port.toInt(&ok);
-    return ok && !out->host.isEmpty() && out->port >= 1 && out->port <= 65535
-        && !out->host.contains(QLatin1Char(' '));
 }
 
 bool isNumericAddress(const QString &host, bool *ipv6)
@@ -277,7 +230,7 @@ struct EngineSession
     QByteArray key;
     long version = SNMP_VERSION_2c;
     QByteArray community;
-    Target target;
+    AgentAddress target;
     Usm::Credentials credentials;
     QByteArray contextName;
     QByteArray contextEngineId;
@@ -467,11 +420,9 @@ EngineSession *SnmpEnginePrivate::sessionFor(SnmpQuery *query, Failure *failure)
         failure->description = libraryError(SNMPERR_BAD_VERSION);
         return nullptr;
     }
-    Target target;
-    if (!parseTarget(query->IPAddress(), &target)) {
+    AgentAddress target;
+    if (!AgentAddress::parse(query->IPAddress(), &target, &failure->description)) {
         failure->number = SNMPERR_BAD_ADDRESS;
-        failure->description = libraryError(SNMPERR_BAD_ADDRESS) + QStringLiteral(" (") + query->IPAddress()
-            + QLatin1Char(')');
         return nullptr;
     }
 
@@ -572,10 +523,7 @@ void SnmpEnginePrivate::resolved(quint64 serial, const QList<ResolvedAddress> &a
 void SnmpEnginePrivate::open(EngineSession *session, const QString &address, bool ipv6, const SnmpQuery *trigger)
 {
     session->address = address;
-    const QByteArray peer = (ipv6 ? QStringLiteral("udp6:[%1]:%2") : QStringLiteral("udp:%1:%2"))
-                                .arg(address)
-                                .arg(session->target.port)
-                                .toLatin1();
+    const QByteArray peer = AgentAddress{address, session->target.port, ipv6}.peerName().toLatin1();
     netsnmp_session setup;
     snmp_sess_init(&setup);
     setup.peername = const_cast<char *>(peer.constData());
@@ -1243,9 +1191,6 @@ QString SnmpEngine::ResolveHostName(const QString &hostName)
 
 QString SnmpEngine::peerName(const QString &target)
 {
-    Target parsed;
-    if (!parseTarget(target, &parsed))
-        return QString();
-    return parsed.ipv6 ? QStringLiteral("udp6:[%1]:%2").arg(parsed.host).arg(parsed.port)
-                       : QStringLiteral("udp:%1:%2").arg(parsed.host).arg(parsed.port);
+    AgentAddress parsed;
+    return AgentAddress::parse(target, &parsed) ? parsed.peerName() : QString();
 }

@@ -1,11 +1,11 @@
 #include "fixturedatabase.h"
 #include "livetables.h"
 #include "controls.h"
-#include "localagent.h"
 #include "mainwindow.h"
 #include "snmpagent.h"
 
 #include "core/messagesink.h"
+#include "snmp/localagent.h"
 
 #include <QAbstractItemView>
 #include <QDialog>

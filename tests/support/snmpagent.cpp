@@ -1,5 +1,7 @@
 #include "snmpagent.h"
 
+#include "snmp/localagent.h"
+
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QEventLoop>
@@ -9,11 +11,8 @@
 #include <QProcessEnvironment>
 #include <QThread>
 
-#include <arpa/inet.h>
 #include <grp.h>
-#include <netinet/in.h>
 #include <pwd.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 namespace {
@@ -70,19 +69,7 @@ QList<SnmpAgent::V3User> SnmpAgent::v3Users()
 
 quint16 SnmpAgent::freeUdpPort()
 {
-    const int fd = ::socket(AF_INET, SOCK_DGRAM, 0);
-    if (fd < 0)
-        return 0;
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof(address);
-    quint16 port = 0;
-    if (::bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof(address)) == 0
-        && ::getsockname(fd, reinterpret_cast<sockaddr *>(&address), &length) == 0)
-        port = ntohs(address.sin_port);
-    ::close(fd);
-    return port;
+    return LocalAgent::freeUdpPort();
 }
 
 QByteArray SnmpAgent::ifTableRecording(int rows)
@@ -123,7 +110,6 @@ QByteArray SnmpAgent::ifTableRecording(int rows)
 bool SnmpAgent::startSnmpd(QString *error)
 {
     stop();
-    m_port = freeUdpPort();
     QByteArray config = "rocommunity public 127.0.0.1\nrwcommunity private 127.0.0.1\n"
                         "dontLogTCPWrappersConnects yes\nrouser plainuser noauth\ncreateUser plainuser\n";
     for (const V3User &user : v3Users()) {
@@ -137,20 +123,17 @@ bool SnmpAgent::startSnmpd(QString *error)
                    + (user.privProtocol.isEmpty() ? QStringLiteral(" auth\n") : QStringLiteral(" priv\n")))
                       .toLatin1();
     }
-    const QString conf = m_dir.filePath(QStringLiteral("snmpd.conf"));
-    if (!m_dir.isValid() || !QDir(m_dir.path()).mkpath(QStringLiteral("persist")) || !writeFile(conf, config))
-        return fail(error, QStringLiteral("cannot write the snmpd configuration"));
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert(QStringLiteral("SNMP_PERSISTENT_DIR"), m_dir.filePath(QStringLiteral("persist")));
-    env.insert(QStringLiteral("SNMPCONFPATH"), m_dir.path());
+    QProcessEnvironment env;
     env.insert(QStringLiteral("MIBS"), QString());
     env.insert(QStringLiteral("MIBDIRS"), QString());
-    return launch(m_process, QStringLiteral("/usr/sbin/snmpd"),
-                  {QStringLiteral("-f"), QStringLiteral("-C"), QStringLiteral("-c"), conf, QStringLiteral("-Lf"),
-                   m_dir.filePath(QStringLiteral("snmpd.log")), QStringLiteral("-p"),
-                   m_dir.filePath(QStringLiteral("snmpd.pid")), QStringLiteral("udp:127.0.0.1:%1").arg(m_port)},
-                  env, error)
-        && waitUntilAnswering(QStringLiteral("public"), error);
+    m_snmpd = std::make_unique<LocalAgent>();
+    QString failure;
+    if (!m_snmpd->start(config, &failure, env)) {
+        m_snmpd.reset();
+        return fail(error, failure);
+    }
+    m_port = m_snmpd->port();
+    return true;
 }
 
 bool SnmpAgent::startSnmpsim(const QStringList &examples, const QList<QPair<QString, QByteArray>> &files,
@@ -291,6 +274,9 @@ bool SnmpAgent::waitUntilAnswering(const QString &community, QString *error)
 
 void SnmpAgent::stop(bool kill)
 {
+    if (m_snmpd)
+        m_snmpd->stop(kill);
+    m_snmpd.reset();
     if (m_process && m_process->state() != QProcess::NotRunning) {
         if (kill)
             m_process->kill();
@@ -306,7 +292,16 @@ void SnmpAgent::stop(bool kill)
 
 bool SnmpAgent::isRunning() const
 {
+    if (m_snmpd)
+        return m_snmpd->isRunning();
     return m_process && m_process->state() == QProcess::Running;
+}
+
+qint64 SnmpAgent::processId() const
+{
+    if (m_snmpd)
+        return m_snmpd->processId();
+    return m_process ? m_process->processId() : 0;
 }
 
 QString SnmpAgent::target() const

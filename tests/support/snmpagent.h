@@ -11,11 +11,13 @@
 
 // A real SNMP agent for tests and benchmarks, on 127.0.0.1 at a free UDP port,
 // with its configuration, data and persistent state in a temporary folder.
-// startSnmpd() runs net-snmp's snmpd (communities "public" read-only and
+// startSnmpd() runs net-snmp's snmpd through LocalAgent (communities "public" read-only and
 // "private" read-write, and one v3 user per authentication/privacy pair of
 // v3Users()); startSnmpsim() runs snmpsimd over recordings (community = file
 // name without ".snmprec"). Both return once the agent answers. The agent is
 // stopped by stop() or the destructor.
+class LocalAgent;
+
 class SnmpAgent
 {
 public:
@@ -57,7 +59,7 @@ public:
     void stop(bool kill = false);
 
     bool isRunning() const;
-    qint64 processId() const { return m_process ? m_process->processId() : 0; }
+    qint64 processId() const;
     quint16 port() const { return m_port; }
     // "127.0.0.1:port"
     QString target() const;
@@ -70,5 +72,6 @@ private:
 
     QTemporaryDir m_dir;
     std::unique_ptr<QProcess> m_process;
+    std::unique_ptr<LocalAgent> m_snmpd;
     quint16 m_port = 0;
 };

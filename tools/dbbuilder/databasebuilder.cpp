@@ -2,6 +2,7 @@
 
 #include "core/database.h"
 #include "core/qxmiberror.h"
+#include "mibx/mibxdocument.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -69,4 +70,21 @@ bool DatabaseBuilder::addType(Database &db, const QString &type, const QString &
     if (rc != SQLITE_DONE)
         throw QXMibError(QXMibError::DatabaseError, QString::fromUtf8(sqlite3_errmsg(db.handle())));
     return sqlite3_changes(db.handle()) > 0;
+}
+
+int DatabaseBuilder::addMibxTypes(Database &db, const QString &fileName)
+{
+    MibxDocument doc;
+    if (!doc.load(fileName))
+        return 0;
+    int added = 0;
+    for (const MibxNode &t : doc.selectSingleNode(QStringLiteral("MIBX/TYPES")).childNodes()) {
+        const QString name = t.selectSingleNode(QStringLiteral("NAME")).text();
+        const QString root = t.selectSingleNode(QStringLiteral("ROOT")).text();
+        bool ok = false;
+        const int code = t.selectSingleNode(QStringLiteral("CODE")).text().toInt(&ok);
+        if (!name.isEmpty() && !root.isEmpty() && ok && addType(db, name, root, code))
+            ++added;
+    }
+    return added;
 }

@@ -17,4 +17,8 @@ public:
     static void seal(const QString &path);
     // Adds a type unless one of that name (any case) is there; returns whether it was added.
     static bool addType(Database &db, const QString &type, const QString &root, int code);
+    // Adds the textual conventions a MIB-X file lists under MIBX/TYPES (NAME, ROOT,
+    // CODE), so that the objects that use them get their type codes on import.
+    // Returns how many were new; 0 for a file that does not read (the import says why).
+    static int addMibxTypes(Database &db, const QString &fileName);
 };

@@ -20,7 +20,7 @@ const char kUsage[] = "Usage: qxmib [--db PATH] browse [SNMP options] [--rows N]
 int cmdBrowse(const QStringList &args)
 {
     if (args.isEmpty() || args.contains(QStringLiteral("--help")) || args.contains(QStringLiteral("-h"))) {
-        printOut(QString::fromLatin1(kUsage) + QLatin1Char('\n') + QString::fromLatin1(LiveViewOptions::usage()));
+        printOut(QString::fromLatin1(kUsage) + QLatin1Char('\n') + LiveViewOptions::usage());
         return args.isEmpty() ? 2 : 0;
     }
     LiveViewOptions o;
@@ -30,30 +30,30 @@ int cmdBrowse(const QStringList &args)
         printErr(QStringLiteral("qxmib browse: %1\n").arg(error));
         return 2;
     }
-    const int rows = o.values.value(QStringLiteral("--rows"), QStringLiteral("0")).toInt(&rowsOk);
+    const int rows = o.snmp.value(QStringLiteral("--rows"), QStringLiteral("0")).toInt(&rowsOk);
     if (!rowsOk || rows < 0) {
         printErr(QStringLiteral("qxmib browse: bad value for --rows\n"));
         return 2;
     }
     MIBBrowser browser;
     o.applyTo(&browser);
-    if (o.values.contains(QStringLiteral("--fields")))
-        browser.setFields(o.values.value(QStringLiteral("--fields")));
+    if (o.snmp.has(QStringLiteral("--fields")))
+        browser.setFields(o.snmp.value(QStringLiteral("--fields")));
 
     QEventLoop loop;
     QObject::connect(&browser, &MIBBrowser::Complete, &loop, &QEventLoop::quit);
     if (rows > 0) {
-        browser.setCurrentOID(o.snmp.rest.at(0));
+        browser.setCurrentOID(o.object());
         const QString start = browser.CurrentOID();
         browser.setCurrentOID(QString());
         browser.GetNextOID(rows - 1, start);
     } else {
-        browser.setCurrentOID(o.snmp.rest.at(0));
+        browser.setCurrentOID(o.object());
         browser.Activate();
     }
     if (browser.Busy())
         loop.exec();
-    printOut(browser.TableText(o.flags.contains(QStringLiteral("--csv"))));
+    printOut(browser.TableText(o.snmp.has(QStringLiteral("--csv"))));
     return 0;
 }
 

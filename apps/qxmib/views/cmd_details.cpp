@@ -1,8 +1,8 @@
 // qxmib details: an object's details as the MIB trees lay them out, as text, RTF or HTML.
 
 #include "command.h"
-#include "resolvetext.h"
 
+#include "core/oidtext.h"
 #include "core/qxmiboid.h"
 #include "core/widgets/styledtext.h"
 #include "trees/widgets/detailslayout.h"
@@ -51,7 +51,7 @@ int details(const QStringList &args)
     }
 
     QXMibOID record;
-    if (!resolveUserText(record, texts.first())) {
+    if (!OidText::resolve(record, texts.first())) {
         printErr(QStringLiteral("qxmib details: no MIB object matches '%1'\n").arg(texts.first()));
         return 1;
     }

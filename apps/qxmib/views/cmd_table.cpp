@@ -23,7 +23,7 @@ const char kUsage[] = "Usage: qxmib [--db PATH] table [SNMP options] [--mode 0|1
 int cmdTable(const QStringList &args)
 {
     if (args.isEmpty() || args.contains(QStringLiteral("--help")) || args.contains(QStringLiteral("-h"))) {
-        printOut(QString::fromLatin1(kUsage) + QLatin1Char('\n') + QString::fromLatin1(LiveViewOptions::usage()));
+        printOut(QString::fromLatin1(kUsage) + QLatin1Char('\n') + LiveViewOptions::usage());
         return args.isEmpty() ? 2 : 0;
     }
     LiveViewOptions o;
@@ -34,9 +34,9 @@ int cmdTable(const QStringList &args)
     }
     MIBTable table;
     o.applyTo(&table);
-    table.setDownloadMode(short(o.values.value(QStringLiteral("--mode"), QStringLiteral("1")).toInt()));
-    if (o.values.contains(QStringLiteral("--columns")))
-        table.GetOIDList({o.values.value(QStringLiteral("--columns"))});
+    table.setDownloadMode(short(o.snmp.value(QStringLiteral("--mode"), QStringLiteral("1")).toInt()));
+    if (o.snmp.has(QStringLiteral("--columns")))
+        table.GetOIDList({o.snmp.value(QStringLiteral("--columns"))});
 
     QEventLoop loop;
     QObject::connect(&table, &MIBTable::Complete, &loop, &QEventLoop::quit);
@@ -50,7 +50,7 @@ int cmdTable(const QStringList &args)
             }
         });
     }
-    table.GetTable(o.snmp.rest.at(0));
+    table.GetTable(o.object());
     if (table.Busy())
         loop.exec();
     if (isatty(STDERR_FILENO))
@@ -61,7 +61,7 @@ int cmdTable(const QStringList &args)
         printErr(message + QLatin1Char('\n'));
     if (table.model()->tableColumns() == 0)
         return 1;
-    printOut(table.TableText(o.flags.contains(QStringLiteral("--csv"))));
+    printOut(table.TableText(o.snmp.has(QStringLiteral("--csv"))));
     return message.isEmpty() ? 0 : 1;
 }
 

@@ -1,5 +1,8 @@
 #include "liveviewcli.h"
 
+#include "core/oidtext.h"
+#include "core/qxmiberror.h"
+#include "core/qxmiboid.h"
 #include "snmp/peloruswrapper.h"
 
 #include <QVariant>
@@ -7,33 +10,27 @@
 bool LiveViewOptions::parse(const QStringList &args, const QStringList &ownFlags, const QStringList &ownValued,
                             QString *error)
 {
-    QStringList rest;
-    for (int i = 0; i < args.size(); ++i) {
-        const QString a = args.at(i);
-        if (a == QLatin1String("--"))
-            rest += args.mid(i);
-        if (a == QLatin1String("--"))
-            break;
-        if (ownFlags.contains(a)) {
-            flags.append(a);
-        } else if (ownValued.contains(a)) {
-            if (i + 1 >= args.size()) {
-                *error = QStringLiteral("Option %1 needs a value").arg(a);
-                return false;
-            }
-            values.insert(a, args.at(++i));
-        } else {
-            rest.append(a);
-        }
-    }
-    if (!SnmpCli::parseOptions(rest, &snmp, error))
+    if (!SnmpOptions::parse(args, &snmp, error, ownFlags, ownValued))
         return false;
     // The target and one object.
-    if (snmp.rest.size() != 1) {
+    if (snmp.target.isEmpty() || snmp.rest.size() != 1) {
         *error = QStringLiteral("give the agent and one table or OID");
         return false;
     }
     return true;
+}
+
+QString LiveViewOptions::object() const
+{
+    const QString text = snmp.rest.at(0).trimmed();
+    try {
+        QXMibOID record;
+        if (OidText::resolve(record, text))
+            return record.OID();
+    } catch (const QXMibError &) {
+        // No database: the view says so when it looks the text up.
+    }
+    return OidText::isNumeric(text) && text.startsWith(u'.') ? text.mid(1) : text;
 }
 
 void LiveViewOptions::applyTo(QObject *view)
@@ -49,10 +46,7 @@ void LiveViewOptions::applyTo(QObject *view)
         PelorusWrapper::instance()->setSNMPRetries(short(snmp.retries));
 }
 
-const char *LiveViewOptions::usage()
+QString LiveViewOptions::usage()
 {
-    return "TARGET is an address or host name, optionally with :port; IPv6 as [addr]:port.\n"
-           "SNMP options as the other SNMP commands: -v 1|2c|3 (default 2c) -c COMMUNITY (default public)\n"
-           "-t TIMEOUT_SECONDS -r RETRIES, and -u -l -a -A -x -X -n -E for version 3.\n"
-           "Time-out, retries and the bulk request size default to the user's SNMP settings.\n";
+    return SnmpOptions::help() + QStringLiteral("The bulk request size defaults to the user's SNMP settings.\n");
 }

@@ -329,13 +329,7 @@ QString MIBBrowser::Target() const
 void MIBBrowser::setTarget(const QString &target)
 {
     d->target = target.trimmed();
-    QString host;
-    int port = 0;
-    LiveValues::splitTarget(d->target, &host, &port);
-    const QString address = d->wrapper->LookupAddress(host);
-    d->ip = address.isEmpty() ? host : address;
-    if (port > 0)
-        d->port = port;
+    d->ip = LiveValues::targetAddress(d->wrapper, d->target, &d->port);
 }
 
 QString MIBBrowser::IP() const

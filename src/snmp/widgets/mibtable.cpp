@@ -1048,13 +1048,7 @@ QString MIBTable::Target() const
 void MIBTable::setTarget(const QString &target)
 {
     d->target = target.trimmed();
-    QString host;
-    int port = 0;
-    LiveValues::splitTarget(d->target, &host, &port);
-    const QString address = d->wrapper->LookupAddress(host);
-    d->ip = address.isEmpty() ? host : address;
-    if (port > 0)
-        d->port = port;
+    d->ip = LiveValues::targetAddress(d->wrapper, d->target, &d->port);
 }
 
 QString MIBTable::TargetOIDName() const

@@ -1,22 +1,46 @@
-#include "localagent.h"
+#include "snmp/localagent.h"
 
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QStandardPaths>
 #include <QThread>
-#include <QUdpSocket>
 
 #include <arpa/inet.h>
 #include <csignal>
 #include <netinet/in.h>
+#include <poll.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 namespace {
 
-quint16 freeUdpPort()
+// A GetNext of 1.3.6 with community "public", encoded by hand: the agent is up
+// when anything comes back.
+bool answers(quint16 port)
+{
+    const QByteArray getNext =
+        QByteArray::fromHex("302002010104067075626c6963a1130201010201000201003008300606022b060500");
+    const int fd = ::socket(AF_INET, SOCK_DGRAM, 0);
+    if (fd < 0)
+        return false;
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(port);
+    pollfd wait = {fd, POLLIN, 0};
+    const bool answered = ::sendto(fd, getNext.constData(), size_t(getNext.size()), 0,
+                                   reinterpret_cast<sockaddr *>(&address), sizeof(address))
+            == getNext.size()
+        && ::poll(&wait, 1, 300) == 1 && (wait.revents & POLLIN) != 0;
+    ::close(fd);
+    return answered;
+}
+
+} // namespace
+
+quint16 LocalAgent::freeUdpPort()
 {
     const int fd = ::socket(AF_INET, SOCK_DGRAM, 0);
     if (fd < 0)
@@ -33,20 +57,6 @@ quint16 freeUdpPort()
     return port;
 }
 
-// A GetNext of 1.3.6 with community "public", encoded by hand: the agent is up
-// when anything comes back.
-bool answers(quint16 port)
-{
-    const QByteArray getNext =
-        QByteArray::fromHex("302002010104067075626c6963a1130201010201000201003008300606022b060500");
-    QUdpSocket socket;
-    if (socket.writeDatagram(getNext, QHostAddress::LocalHost, port) < 0)
-        return false;
-    return socket.waitForReadyRead(300) && socket.hasPendingDatagrams();
-}
-
-} // namespace
-
 LocalAgent::LocalAgent() = default;
 
 LocalAgent::~LocalAgent()
@@ -61,7 +71,22 @@ QString LocalAgent::program()
     return found.isEmpty() ? QStandardPaths::findExecutable(QStringLiteral("snmpd")) : found;
 }
 
-bool LocalAgent::start(QString *error, quint16 trapPort)
+QByteArray LocalAgent::demoConfiguration(quint16 trapPort)
+{
+    QByteArray config = "rocommunity public 127.0.0.1\n"
+                        "rwcommunity private 127.0.0.1\n"
+                        "dontLogTCPWrappersConnects yes\n"
+                        "sysLocation on this machine, started by qxmib-browser\n"
+                        "createUser demo SHA demo-auth-pass AES demo-priv-pass\n"
+                        "rwuser demo priv\n"
+                        "createUser demoauth SHA demo-auth-pass\n"
+                        "rouser demoauth auth\n";
+    if (trapPort != 0)
+        config += "trap2sink 127.0.0.1:" + QByteArray::number(trapPort) + " public\n";
+    return config;
+}
+
+bool LocalAgent::start(const QByteArray &config, QString *error, const QProcessEnvironment &environment)
 {
     stop();
     const QString snmpd = program();
@@ -70,16 +95,6 @@ bool LocalAgent::start(QString *error, quint16 trapPort)
         return false;
     }
     m_port = freeUdpPort();
-    QByteArray config = "rocommunity public 127.0.0.1\n"
-                              "rwcommunity private 127.0.0.1\n"
-                              "dontLogTCPWrappersConnects yes\n"
-                              "sysLocation on this machine, started by qxmib-browser\n"
-                              "createUser demo SHA demo-auth-pass AES demo-priv-pass\n"
-                              "rwuser demo priv\n"
-                              "createUser demoauth SHA demo-auth-pass\n"
-                              "rouser demoauth auth\n";
-    if (trapPort != 0)
-        config += "trap2sink 127.0.0.1:" + QByteArray::number(trapPort) + " public\n";
     const QString conf = m_dir.filePath(QStringLiteral("snmpd.conf"));
     QFile file(conf);
     if (!m_dir.isValid() || !QDir(m_dir.path()).mkpath(QStringLiteral("persist"))
@@ -91,6 +106,8 @@ bool LocalAgent::start(QString *error, quint16 trapPort)
 
     m_process = std::make_unique<QProcess>();
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    for (const QString &name : environment.keys())
+        env.insert(name, environment.value(name));
     env.insert(QStringLiteral("SNMP_PERSISTENT_DIR"), m_dir.filePath(QStringLiteral("persist")));
     env.insert(QStringLiteral("SNMPCONFPATH"), m_dir.path());
     m_process->setProcessEnvironment(env);
@@ -121,10 +138,13 @@ bool LocalAgent::start(QString *error, quint16 trapPort)
     return false;
 }
 
-void LocalAgent::stop()
+void LocalAgent::stop(bool kill)
 {
     if (m_process && m_process->state() != QProcess::NotRunning) {
-        m_process->terminate();
+        if (kill)
+            m_process->kill();
+        else
+            m_process->terminate();
         if (!m_process->waitForFinished(5000)) {
             m_process->kill();
             m_process->waitForFinished(2000);
@@ -141,4 +161,9 @@ bool LocalAgent::isRunning() const
 qint64 LocalAgent::processId() const
 {
     return m_process ? m_process->processId() : 0;
+}
+
+QString LocalAgent::target() const
+{
+    return QStringLiteral("127.0.0.1:%1").arg(m_port);
 }
