@@ -1,5 +1,5 @@
 // While a statement waits for another program's lock on the MIB database, the
-// controls say so: a busy cursor, and in the active main window's status bar
+// controls say so: a busy cursor, and in the active (or a shown) main window's status bar
 // "The MIB database is busy ..." with the seconds waited and the time-out. The
 // wait blocks the event loop, so the status bar is painted at once; the first
 // turn of the event loop after the wait takes both away again.
@@ -39,8 +39,17 @@ void showWait(const Database &database, int waitedMs, int timeoutMs)
         waiting = true;
         QApplication::setOverrideCursor(Qt::BusyCursor);
         QTimer::singleShot(0, app, waitOver);
+        shownIn = nullptr;
         auto *window = qobject_cast<QMainWindow *>(QApplication::activeWindow());
-        shownIn = window != nullptr ? window->statusBar() : nullptr;
+        // Without a window manager nothing is active: any main window on screen will do.
+        for (QWidget *top : QApplication::topLevelWidgets()) {
+            if (window != nullptr)
+                break;
+            if (top->isVisible())
+                window = qobject_cast<QMainWindow *>(top);
+        }
+        if (window != nullptr)
+            shownIn = window->statusBar();
     }
     if (shownIn == nullptr)
         return;
