@@ -30,6 +30,15 @@ QString mibxFile(const QString &folder, const QString &module, const QString &tr
                        .toUtf8());
     return path;
 }
+// A copy of a database with the standard objects, in a file of its own in folder.
+QString standardDatabaseIn(const QString &folder)
+{
+    const QString path = folder + QStringLiteral("/MIBs.cfg");
+    FixtureDatabase fixture;
+    fixture.addStandardObjects();
+    fixture.db().executeScript(QStringLiteral("PRAGMA wal_checkpoint(TRUNCATE)"));
+    return QFile::copy(fixture.path(), path) ? path : QString();
+}
 } // namespace
 
 class tst_globals : public QObject
@@ -111,13 +120,8 @@ private Q_SLOTS:
         if (root && setpriv.isEmpty())
             QSKIP("no setpriv to drop root's privileges with");
         QTemporaryDir dir;
-        const QString path = dir.filePath(QStringLiteral("MIBs.cfg"));
-        {
-            FixtureDatabase fixture;
-            fixture.addStandardObjects();
-            fixture.db().executeScript(QStringLiteral("PRAGMA wal_checkpoint(TRUNCATE)"));
-            QVERIFY(QFile::copy(fixture.path(), path));
-        }
+        const QString path = standardDatabaseIn(dir.path());
+        QVERIFY(!path.isEmpty());
         const QString mibx = mibxFile(dir.path(), QStringLiteral("NEW-MIB"),
                                       QStringLiteral("<newObject><OID>1.3.6.1.4.1.5</OID></newObject>"));
         if (sealed)
@@ -267,13 +271,8 @@ private Q_SLOTS:
         QFETCH(int, timeoutMs);
         QFETCH(int, holdMs);
         QTemporaryDir dir;
-        const QString path = dir.filePath(QStringLiteral("MIBs.cfg"));
-        {
-            FixtureDatabase fixture;
-            fixture.addStandardObjects();
-            fixture.db().executeScript(QStringLiteral("PRAGMA wal_checkpoint(TRUNCATE)"));
-            QVERIFY(QFile::copy(fixture.path(), path));
-        }
+        const QString path = standardDatabaseIn(dir.path());
+        QVERIFY(!path.isEmpty());
         DatabaseBuilder::seal(path);
         Globals::setDatabasePath(path);
         Database::setDefaultBusyTimeout(timeoutMs);
