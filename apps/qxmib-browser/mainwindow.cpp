@@ -745,10 +745,7 @@ void MainWindow::compileAndImport(const QStringList &files)
     const QString output = QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation)
         + QStringLiteral("/compiled");
     // The MIB text the database was built from, for the imports of new modules.
-    QStringList searchPath;
-    const QString sources = QFileInfo(Globals::databasePath()).absolutePath() + QStringLiteral("/mibs");
-    if (QFileInfo(sources).isDir())
-        searchPath << sources;
+    const QStringList searchPath = MibCompiler::libraryFolders(Globals::databasePath(), Globals::componentFolder());
     log(tr("Compiling %n file(s) into %1 ...", nullptr, int(files.size())).arg(output));
     m_progress->setRange(0, 0);
     m_progress->show();
@@ -769,6 +766,11 @@ void MainWindow::refreshAfterImport(const QStringList &modules)
     QString text = tr("Imported %n module(s)", nullptr, int(modules.size()));
     if (!modules.isEmpty())
         text += QStringLiteral(": ") + modules.join(QStringLiteral(", "));
+    QStringList unfinished;
+    for (const QString &file : m_import->unfinishedFiles())
+        unfinished.append(QFileInfo(file).fileName());
+    if (!unfinished.isEmpty())
+        text += tr("; not compiled complete: %1").arg(unfinished.join(QStringLiteral(", ")));
     if (problems > 0) {
         text += tr("; %n problem(s), see the log", nullptr, problems);
         m_logDock->show();

@@ -31,6 +31,7 @@ QStringList MibImport::importFiles(const QStringList &files)
 {
     m_busy = true;
     m_problems = 0;
+    m_unfinished.clear();
     const QStringList modules = importAll(files);
     m_busy = false;
     Q_EMIT finished(modules);
@@ -107,7 +108,14 @@ void MibImport::compiled()
         Q_EMIT message(p.text(), Problem);
     for (const QString &failed : std::as_const(m_result.failedFiles))
         Q_EMIT message(tr("%1: no module compiled").arg(failed), Problem);
-    m_problems = int(m_result.problems.size() + m_result.failedFiles.size());
+    for (const QString &incomplete : std::as_const(m_result.incompleteFiles))
+        Q_EMIT message(tr("%1: module compiled incomplete").arg(incomplete), Problem);
+    m_unfinished = m_result.unfinishedFiles();
+    int problems = 0;
+    for (const MibCompiler::Problem &p : std::as_const(m_result.problems))
+        problems += p.severity <= 2 ? 1 : 0;
+    m_problems = problems + int(m_unfinished.size());
+    Q_EMIT message(m_result.summary(), m_unfinished.isEmpty() ? Info : Problem);
     for (int i = 0; i < m_result.modules.size(); ++i)
         Q_EMIT message(tr("compiled %1 into %2").arg(m_result.modules.at(i), m_result.outputFiles.value(i)), Info);
     const QStringList modules = importAll(m_result.outputFiles);
