@@ -665,12 +665,18 @@ void MainWindow::managerKeyDown(qint16 KeyCode)
                               tr("Delete %1 with all their object definitions from the MIB database?").arg(what))
         != QMessageBox::Yes)
         return;
-    guarded([this] {
-        Controls::call(m_managerView, "DeleteSelectedMIBs");
+    QStringList kept;
+    guarded([this, &kept] {
+        kept = Controls::result<QStringList>(m_managerView, "DeleteSelectedMIBs");
         Controls::call(m_managerView, "Refresh");
         Controls::call(m_tree, "Refresh");
     });
-    log(tr("Deleted %1.").arg(what));
+    QString text = tr("Deleted %1.").arg(what);
+    if (!kept.isEmpty())
+        text += QLatin1Char(' ')
+            + tr("The definitions of %1 remain for the objects they define too.").arg(kept.join(QStringLiteral(", ")));
+    log(text);
+    setIdle(text);
 }
 
 QDialog *MainWindow::showManager()

@@ -5,6 +5,7 @@
 #include "core/qxmiberror.h"
 #include "core/qxmiboid.h"
 #include "mibx/importmibx.h"
+#include "mibx/mibmodules.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -246,6 +247,57 @@ private Q_SLOTS:
         // The same (name, value) pair has its label replaced, not a second row.
         QCOMPARE(count(QStringLiteral("Enums Where Name='a1'")), 1);
         QCOMPARE(columns(QStringLiteral("Select * From Enums Where Name='a1'"), {"Enum"}), QStringLiteral("enabled"));
+    }
+
+    // Two modules define the same objects (an old module and its successor): delete
+    // either, import it again, delete the other; every OID a module still defines
+    // resolves by number and name, and stays in the tree under its parent.
+    void deleteAndReimport_data()
+    {
+        QTest::addColumn<QString>("first");
+        QTest::addColumn<QString>("second");
+        QTest::newRow("old module first") << "OLD-MIB" << "NEW-MIB";
+        QTest::newRow("new module first") << "NEW-MIB" << "OLD-MIB";
+    }
+    void deleteAndReimport()
+    {
+        const QByteArray shared = "<things><OID>1.3.6.1.4.1.88</OID></things><thingName><OID>things.1</OID></thingName>";
+        const QByteArray oldFile = QByteArray(head).replace("TEST-MIB", "OLD-MIB") + "<TREE>" + shared
+            + "<oldOnly><OID>things.2</OID></oldOnly></TREE></MIBX>";
+        const QByteArray newFile = QByteArray(head).replace("TEST-MIB", "NEW-MIB") + "<TREE>" + shared
+            + "<newOnly><OID>things.3</OID></newOnly></TREE></MIBX>";
+        const QHash<QString, QString> files{{QStringLiteral("OLD-MIB"), write(oldFile, QStringLiteral("old.mibx"))},
+                                            {QStringLiteral("NEW-MIB"), write(newFile, QStringLiteral("new.mibx"))}};
+        for (const QString &file : files)
+            QVERIFY(ImportMIBX().ImportMIBXFile(file));
+        // As a database build leaves them: one primary row per OID.
+        m_db->db().execute(QStringLiteral("Update Tree Set Primary=FALSE Where MIB='OLD-MIB' AND Name<>'oldOnly'"));
+
+        auto allResolve = [](const QStringList &names) {
+            for (const QString &name : names) {
+                QXMibOID byName;
+                byName.setName(name);
+                QXMibOID byOid;
+                byOid.setOID(byName.OID());
+                QXMibOID parent;
+                parent.setOID(byName.ParentOID());
+                if (byName.OID().isEmpty() || byOid.Name() != name || parent.Name().isEmpty()
+                    || count(QStringLiteral("Tree Where Primary<>0 AND OID='%1'").arg(byName.OID())) == 0)
+                    return name;
+            }
+            return QString();
+        };
+        QFETCH(QString, first);
+        QFETCH(QString, second);
+        const QString firstOnly = first == QLatin1String("OLD-MIB") ? QStringLiteral("oldOnly") : QStringLiteral("newOnly");
+        const QString secondOnly = firstOnly == QLatin1String("oldOnly") ? QStringLiteral("newOnly") : QStringLiteral("oldOnly");
+
+        QCOMPARE(MIBModules::remove(first), QStringList{second});
+        QCOMPARE(allResolve({"things", "thingName", secondOnly}), QString());
+        QVERIFY(ImportMIBX().ImportMIBXFile(files.value(first)));
+        QCOMPARE(MIBModules::remove(second), QStringList{first});
+        QCOMPARE(allResolve({"things", "thingName", firstOnly}), QString());
+        QCOMPARE(count(QStringLiteral("Tree Where Name='%1'").arg(secondOnly)), 0);
     }
 
     void convertOID_data()
