@@ -70,6 +70,16 @@ QStringList MibImport::importAll(const QStringList &files)
         m_problems += errors + (ok ? 0 : 1);
         if (ok && !module.isEmpty())
             modules.append(module);
+        const int objects = importer->property("OIDCount").toInt();
+        const bool unchanged = ok && errors == 0 && objects > 0
+            && Controls::result<int>(importer.get(), "Unchanged") == objects;
+        if (unchanged) {
+            Q_EMIT message(tr("%1: module %2 unchanged: its %3 objects were imported before as they are")
+                               .arg(shown, module)
+                               .arg(objects),
+                           Info);
+            continue;
+        }
         Q_EMIT message(ok ? tr("%1: module %2, %3 objects, %4 duplicates, %5 errors")
                                 .arg(shown, module)
                                 .arg(importer->property("OIDCount").toInt())

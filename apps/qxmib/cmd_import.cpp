@@ -192,12 +192,17 @@ int import(const QStringList &args)
             printErr(QStringLiteral("%1: error %2: %3\n").arg(file).arg(e.number()).arg(e.description()));
         }
         bar.finish();
-        printOut(QStringLiteral("%1: module %2, %3 objects, %4 duplicates, %5 errors, %6 warnings\n")
-                     .arg(file, importer.ModuleName().isEmpty() ? QStringLiteral("-") : importer.ModuleName())
-                     .arg(importer.OIDCount())
-                     .arg(importer.Duplicates())
-                     .arg(importer.Errors())
-                     .arg(importer.Warnings()));
+        if (ok && importer.Errors() == 0 && importer.OIDCount() > 0 && importer.Unchanged() == importer.OIDCount())
+            printOut(QStringLiteral("%1: module %2 unchanged: its %3 objects were imported before as they are\n")
+                         .arg(file, importer.ModuleName())
+                         .arg(importer.OIDCount()));
+        else
+            printOut(QStringLiteral("%1: module %2, %3 objects, %4 duplicates, %5 errors, %6 warnings\n")
+                         .arg(file, importer.ModuleName().isEmpty() ? QStringLiteral("-") : importer.ModuleName())
+                         .arg(importer.OIDCount())
+                         .arg(importer.Duplicates())
+                         .arg(importer.Errors())
+                         .arg(importer.Warnings()));
         if (!ok || importer.Errors() > 0)
             anyFailed = true;
     }

@@ -300,6 +300,51 @@ private Q_SLOTS:
         QCOMPARE(count(QStringLiteral("Tree Where Name='%1'").arg(secondOnly)), 0);
     }
 
+    // Names that differ only in letter case are different names: each resolves to
+    // its own object; another case finds one only where no exact spelling exists.
+    void namesWithTheirCase_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("oid");
+        QTest::newRow("object of one module") << "mdmMib" << "1.3.6.1.2.1.38.1";
+        QTest::newRow("same name but for case") << "mdmMIB" << "1.3.6.1.2.1.38";
+        QTest::newRow("in another module") << "freeRadius" << "1.3.6.1.4.1.11344.1";
+        QTest::newRow("and in the first") << "freeradius" << "1.3.6.1.4.1.11344";
+        QTest::newRow("module names with their case") << "MODEM-MIB:freeRadius" << "1.3.6.1.4.1.11344.1";
+        QTest::newRow("module spelled otherwise") << "Modem-MIB:mdmMib" << "1.3.6.1.2.1.38.1";
+        QTest::newRow("no exact spelling") << "MDMCOUNT" << "1.3.6.1.2.1.38.2";
+    }
+    void namesWithTheirCase()
+    {
+        const QByteArray modem = QByteArray(head).replace("TEST-MIB", "Modem-MIB")
+            + "<TREE><mdmMIB><OID>1.3.6.1.2.1.38</OID></mdmMIB><mdmMib><OID>mdmMIB.1</OID></mdmMib>"
+              "<mdmCount><OID>mdmMIB.2</OID></mdmCount><freeradius><OID>1.3.6.1.4.1.11344</OID></freeradius>"
+              "</TREE></MIBX>";
+        const QByteArray upper = QByteArray(head).replace("TEST-MIB", "MODEM-MIB")
+            + "<TREE><freeRadius><OID>freeradius.1</OID></freeRadius></TREE></MIBX>";
+        ImportMIBX importer;
+        QVERIFY(importer.ImportMIBXFile(write(modem, QStringLiteral("modem.mibx"))));
+        QVERIFY(importer.ImportMIBXFile(write(upper, QStringLiteral("upper.mibx"))));
+        QCOMPARE(importer.Duplicates(), 0);
+        QCOMPARE(MIBModules::objectCount(QStringLiteral("Modem-MIB")), 4);
+        QCOMPARE(MIBModules::find(QStringLiteral("MODEM-MIB")), QStringLiteral("MODEM-MIB"));
+        QCOMPARE(MIBModules::find(QStringLiteral("modem-mib")).toUpper(), QStringLiteral("MODEM-MIB"));
+
+        QFETCH(QString, text);
+        QXMibOID record;
+        if (text.contains(u':'))
+            record.setFullName(text);
+        else
+            record.setName(text);
+        QTEST(record.OID(), "oid");
+
+        // Imported again as it is, the module says nothing changed.
+        ImportMIBX again;
+        QVERIFY(again.ImportMIBXFile(write(modem, QStringLiteral("modem.mibx"))));
+        QCOMPARE(again.Unchanged(), 4);
+        QCOMPARE(again.OIDCount(), 4);
+    }
+
     void convertOID_data()
     {
         QTest::addColumn<QString>("text");
