@@ -5,6 +5,7 @@
 
 #include "core/database.h"
 #include "core/qxmiberror.h"
+#include "mibx/mibxclauses.h"
 
 #include <QCoreApplication>
 #include <QDomDocument>
@@ -61,6 +62,8 @@ QStringList MibImport::importAll(const QStringList &files)
         try {
             addTypes(file);
             ok = Controls::result<bool>(importer.get(), "ImportMIBXFile", file);
+            if (ok)
+                MibxClauses::apply(file);
         } catch (const QXMibError &e) {
             Q_EMIT message(QStringLiteral("%1: error %2: %3").arg(shown).arg(e.number()).arg(e.description()),
                            Problem);

@@ -6,6 +6,7 @@
 #include "core/qxmiboid.h"
 #include "mibx/importmibx.h"
 #include "mibx/mibmodules.h"
+#include "mibx/mibxclauses.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -343,6 +344,44 @@ private Q_SLOTS:
         QVERIFY(again.ImportMIBXFile(write(modem, QStringLiteral("modem.mibx"))));
         QCOMPARE(again.Unchanged(), 4);
         QCOMPARE(again.OIDCount(), 4);
+    }
+
+    // UNITS, INDEX and DISPLAY-HINT, which the import passes over, reach the rows
+    // after it, also where another module defines the same OID.
+    void clauses_data()
+    {
+        QTest::addColumn<QByteArray>("object");
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("row"); // Units|IndexBy|Parse
+        QTest::newRow("units") << QByteArray("<memTotal><OID>1.3.6.1.4.1.90.1</OID><SYNTAX>Integer32</SYNTAX>"
+                                             "<UNITS>kB</UNITS></memTotal>")
+                               << "memTotal" << "kB||";
+        QTest::newRow("index list of a row")
+            << QByteArray("<xEntry><OID>1.3.6.1.4.1.90.2.1</OID><SYNTAX>XEntry</SYNTAX><INDEX>xIf, xAddr</INDEX></xEntry>")
+            << "xEntry" << "|xIf, xAddr|";
+        QTest::newRow("hint the renderer knows")
+            << QByteArray("<xMac><OID>1.3.6.1.4.1.90.3</OID><SYNTAX>MyMac</SYNTAX><DISPLAY-HINT>1x:</DISPLAY-HINT></xMac>")
+            << "xMac" << "||PhysAddress";
+        QTest::newRow("hint it does not")
+            << QByteArray("<xText><OID>1.3.6.1.4.1.90.4</OID><SYNTAX>T</SYNTAX><DISPLAY-HINT>255a</DISPLAY-HINT></xText>")
+            << "xText" << "||";
+        QTest::newRow("OID another module defines too")
+            << QByteArray("<sysName><OID>1.3.6.1.2.1.1.5</OID><SYNTAX>DisplayString</SYNTAX><UNITS>names</UNITS></sysName>")
+            << "sysName" << "names||";
+    }
+    void clauses()
+    {
+        QFETCH(QByteArray, object);
+        QFETCH(QString, name);
+        const QString file = write(mibx(object));
+        QVERIFY(ImportMIBX().ImportMIBXFile(file));
+        QCOMPARE(MibxClauses::apply(file), name == QLatin1String("xText") ? 0 : 1);
+        QTEST(columns(QStringLiteral("Select * From Tree Where MIB='TEST-MIB' AND Name='%1'").arg(name),
+                      {"Units", "IndexBy", "Parse"}),
+              "row");
+        // The other module's row of the same OID keeps what it had.
+        QCOMPARE(columns(QStringLiteral("Select * From Tree Where MIB='SNMPv2-MIB' AND Name='sysName'"), {"Units"}),
+                 QString());
     }
 
     void convertOID_data()

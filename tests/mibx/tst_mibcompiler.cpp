@@ -154,6 +154,7 @@ private Q_SLOTS:
         QTest::addColumn<QString>("object");
         QTest::addColumn<QString>("oid");
         QTest::addColumn<QString>("warning");
+        QTest::addColumn<QString>("clause"); // PATH=TEXT under MIBX/TREE, or empty
         QTest::newRow("comma ending a SEQUENCE")
             << QByteArray("slTable OBJECT-TYPE SYNTAX SEQUENCE OF SlEntry MAX-ACCESS not-accessible STATUS current\n"
                           " DESCRIPTION \"t\" ::= { slRoot 1 }\n"
@@ -162,15 +163,15 @@ private Q_SLOTS:
                           "SlEntry ::= SEQUENCE { slIndex Integer32, }\n"
                           "slIndex OBJECT-TYPE SYNTAX Integer32 MAX-ACCESS read-only STATUS current\n"
                           " DESCRIPTION \"i\" ::= { slEntry 1 }\n")
-            << "slIndex" << "1.3.6.1.4.1.424250.1.1.1" << "comma before '}' removed";
+            << "slIndex" << "1.3.6.1.4.1.424250.1.1.1" << "comma before '}' removed" << "";
         QTest::newRow("comma ending an enumeration")
             << QByteArray("slMode OBJECT-TYPE SYNTAX INTEGER { on(1), off(2), } MAX-ACCESS read-only\n"
                           " STATUS current DESCRIPTION \"m\" ::= { slRoot 2 }\n")
-            << "slMode" << "1.3.6.1.4.1.424250.2" << "comma before '}' removed";
+            << "slMode" << "1.3.6.1.4.1.424250.2" << "comma before '}' removed" << "";
         QTest::newRow("DEFVAL before DESCRIPTION")
             << QByteArray("slOn OBJECT-TYPE\n SYNTAX TruthValue\n MAX-ACCESS read-only\n STATUS current\n"
                           " DEFVAL { false }\n DESCRIPTION\n \"o\"\n ::= { slRoot 3 }\n")
-            << "slOn" << "1.3.6.1.4.1.424250.3" << "clauses of slOn put in order";
+            << "slOn" << "1.3.6.1.4.1.424250.3" << "clauses of slOn put in order" << "";
         QTest::newRow("INDEX and UNITS out of place")
             << QByteArray("slT OBJECT-TYPE SYNTAX SEQUENCE OF SlE MAX-ACCESS not-accessible STATUS current\n"
                           " DESCRIPTION \"t\" ::= { slRoot 4 }\n"
@@ -179,7 +180,8 @@ private Q_SLOTS:
                           "SlE ::= SEQUENCE { slI Integer32 }\n"
                           "slI OBJECT-TYPE SYNTAX Integer32 MAX-ACCESS read-only STATUS current UNITS \"s\"\n"
                           " DESCRIPTION \"i\" ::= { slE 1 }\n")
-            << "slI" << "1.3.6.1.4.1.424250.4.1.1" << "clauses of slE put in order";
+            << "slI" << "1.3.6.1.4.1.424250.4.1.1" << "clauses of slE put in order"
+            << "slE/INDEX=slI|slI/UNITS=s";
         QTest::newRow("SEQUENCE type spelled like its entry")
             << QByteArray("slT OBJECT-TYPE SYNTAX SEQUENCE OF SlE MAX-ACCESS not-accessible STATUS current\n"
                           " DESCRIPTION \"t\" ::= { slRoot 5 }\n"
@@ -188,15 +190,15 @@ private Q_SLOTS:
                           "slE ::= SEQUENCE { slI Integer32 }\n"
                           "slI OBJECT-TYPE SYNTAX Integer32 MAX-ACCESS read-only STATUS current\n"
                           " DESCRIPTION \"i\" ::= { slE 1 }\n")
-            << "slI" << "1.3.6.1.4.1.424250.5.1.1" << "SEQUENCE type slE taken as SlE";
+            << "slI" << "1.3.6.1.4.1.424250.5.1.1" << "SEQUENCE type slE taken as SlE" << "";
         QTest::newRow("SMIv1 Gauge in SMIv2")
             << QByteArray("slConns OBJECT-TYPE SYNTAX Gauge MAX-ACCESS read-only STATUS current\n"
                           " DESCRIPTION \"g\" ::= { slRoot 7 }\n")
-            << "slConns|Gauge32" << "1.3.6.1.4.1.424250.7" << "SMIv1 type Gauge taken as Gauge32";
+            << "slConns|Gauge32" << "1.3.6.1.4.1.424250.7" << "SMIv1 type Gauge taken as Gauge32" << "";
         QTest::newRow("import from a file named otherwise")
             << QByteArray("slOther OBJECT-TYPE SYNTAX Integer32 MAX-ACCESS read-only STATUS current\n"
                           " DESCRIPTION \"x\" ::= { slBase 6 }\n")
-            << "slOther" << "1.3.6.1.4.1.424251.6" << "";
+            << "slOther" << "1.3.6.1.4.1.424251.6" << "" << "";
     }
     void slips()
     {
@@ -229,6 +231,9 @@ private Q_SLOTS:
         if (object.contains(u'|'))
             QCOMPARE(doc.selectSingleNode(QStringLiteral("MIBX/TREE/") + name + QStringLiteral("/SYNTAX")).text(),
                      object.section(u'|', 1));
+        QFETCH(QString, clause);
+        for (const QString &c : clause.split(u'|', Qt::SkipEmptyParts))
+            QCOMPARE(doc.selectSingleNode(QStringLiteral("MIBX/TREE/") + c.section(u'=', 0, 0)).text(), c.section(u'=', 1));
     }
 
     // Files that break libsmi or are no module at all, each given beside a good

@@ -374,6 +374,25 @@ private:
         collector->report(problemRecord(fromC(m_module->path), line, 2, message));
     }
 
+    // The INDEX columns of a row, or of the row it AUGMENTS, as "a, b".
+    static QString indexOf(SmiNode *row)
+    {
+        SmiNode *indexed = row;
+        for (int hops = 0; indexed != nullptr && indexed->indexkind != SMI_INDEX_INDEX && hops < 8; ++hops)
+            indexed = indexed->indexkind == SMI_INDEX_AUGMENT || indexed->indexkind == SMI_INDEX_SPARSE
+                    || indexed->indexkind == SMI_INDEX_EXPAND
+                ? smiGetRelatedNode(indexed)
+                : nullptr;
+        QStringList names;
+        if (indexed != nullptr) {
+            for (SmiElement *e = smiGetFirstElement(indexed); e != nullptr; e = smiGetNextElement(e)) {
+                if (SmiNode *column = smiGetElementNode(e))
+                    names.append(fromC(column->name));
+            }
+        }
+        return names.join(QStringLiteral(", "));
+    }
+
     void meetType(SmiType *type)
     {
         for (SmiType *t = type; t != nullptr; t = smiGetParentType(t)) {
@@ -408,9 +427,23 @@ private:
         if (!status.isEmpty())
             xml.writeTextElement(QStringLiteral("STATUS"), status);
         optional(xml, QStringLiteral("DESCRIPTION"), fromC(node->description));
+        // Beyond what the import reads: the units, the index list of a row and
+        // the display hint, which the importing tools put in the database after.
+        if (node->nodekind == SMI_NODEKIND_ROW)
+            optional(xml, QStringLiteral("INDEX"), indexOf(node));
 
         if (node->nodekind == SMI_NODEKIND_SCALAR || node->nodekind == SMI_NODEKIND_COLUMN) {
             SmiType *type = smiGetNodeType(node);
+            QString units = fromC(node->units);
+            QString hint = fromC(node->format);
+            for (SmiType *t = type; t != nullptr && (units.isEmpty() || hint.isEmpty()); t = smiGetParentType(t)) {
+                if (units.isEmpty())
+                    units = fromC(t->units);
+                if (hint.isEmpty())
+                    hint = fromC(t->format);
+            }
+            optional(xml, QStringLiteral("UNITS"), units);
+            optional(xml, QStringLiteral("DISPLAY-HINT"), hint);
             meetType(type);
             if (type != nullptr
                 && (type->basetype == SMI_BASETYPE_ENUM || type->basetype == SMI_BASETYPE_BITS)) {
