@@ -93,6 +93,20 @@ std::vector<Token> tokensOf(const QByteArray &text)
     return tokens;
 }
 
+// The tokens of the IMPORTS clause, from IMPORTS to its ";": [first, last).
+std::pair<size_t, size_t> importsClause(const std::vector<Token> &tokens)
+{
+    for (size_t i = 0; i < tokens.size(); ++i) {
+        if (tokens[i].text == "IMPORTS") {
+            size_t end = i;
+            while (end < tokens.size() && tokens[end].text != ";")
+                ++end;
+            return {i, end};
+        }
+    }
+    return {0, 0};
+}
+
 QByteArray applied(const QByteArray &text, std::vector<Edit> edits)
 {
     if (edits.empty())
@@ -133,23 +147,21 @@ QByteArray MibRepair::repair(const QByteArray &text, QList<Fix> *fixes)
         if (i + 1 < tokens.size() && tokens[i + 1].text == "::=")
             declared.insert(tokens[i].text);
     }
+    const auto imports = importsClause(tokens);
+    for (size_t i = imports.first; i < imports.second; ++i)
+        declared.insert(tokens[i].text);
     std::vector<Edit> edits;
-    bool inImports = false;
     for (size_t i = 0; i < tokens.size(); ++i) {
         const Token &t = tokens[i];
-        if (t.text == "IMPORTS") {
-            inImports = true;
-        } else if (inImports && t.text == ";") {
-            inImports = false;
-        } else if (inImports) {
-            declared.insert(t.text);
+        if (i >= imports.first && i < imports.second) {
+            i = imports.second;
         } else if (smiV2 && (t.text == "Counter" || t.text == "Gauge") && !declared.contains(t.text)) {
             edits.push_back({t.begin, t.end, t.text + "32"});
             fix(t.line, QStringLiteral("SMIv1 type %1 taken as %1%2").arg(QString::fromLatin1(t.text)).arg(32));
         } else if (t.text == "," && i + 1 < tokens.size() && tokens[i + 1].text == "}") {
             edits.push_back({t.begin, t.end, QByteArray(" ")});
             fix(t.line, QStringLiteral("comma before '}' removed"));
-        } else if (!inImports && t.text == "::=" && i >= 1 && i + 2 < tokens.size() && tokens[i + 1].text == "SEQUENCE"
+        } else if (t.text == "::=" && i >= 1 && i + 2 < tokens.size() && tokens[i + 1].text == "SEQUENCE"
                    && tokens[i + 2].text == "{") {
             const Token &name = tokens[i - 1];
             if (name.isName() && name.text.at(0) >= 'a' && name.text.at(0) <= 'z') {
@@ -165,14 +177,12 @@ QByteArray MibRepair::repair(const QByteArray &text, QList<Fix> *fixes)
 
     tokens = tokensOf(first);
     edits.clear();
-    inImports = false;
+    const auto clause = importsClause(tokens);
     for (size_t i = 0; i < tokens.size(); ++i) {
         const Token &t = tokens[i];
-        if (t.text == "IMPORTS") {
-            inImports = true;
-        } else if (inImports && t.text == ";") {
-            inImports = false;
-        } else if (!inImports && t.text == "OBJECT-TYPE" && i >= 1 && tokens[i - 1].isName()) {
+        if (i >= clause.first && i < clause.second) {
+            i = clause.second;
+        } else if (t.text == "OBJECT-TYPE" && i >= 1 && tokens[i - 1].isName()) {
             size_t end = i + 1;
             while (end < tokens.size() && tokens[end].text != "::=")
                 ++end;
