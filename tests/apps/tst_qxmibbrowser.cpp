@@ -6,6 +6,7 @@
 #include "snmpagent.h"
 
 #include "core/messagesink.h"
+#include "core/qxmiboid.h"
 
 #include <QAbstractItemView>
 #include <QDialog>
@@ -99,6 +100,43 @@ private Q_SLOTS:
         QTRY_VERIFY(gridHas(manager->findChild<QAbstractItemView *>(QStringLiteral("MIBList")),
                             QStringLiteral("ACME-MIB")));
         QCOMPARE(m_messages, QStringList());
+    }
+
+    // Sources compiled and imported with a database in a folder of its own: the
+    // base modules come from the MIB text beside the library; a module whose
+    // import is found nowhere is named in the banner, and no empty module lands.
+    void compileAndImportBanner()
+    {
+        const QString libraryMibs = qEnvironmentVariable("QXMIB_BINARY_DIR") + QStringLiteral("/lib/mibs");
+        if (!QFile::exists(libraryMibs + QStringLiteral("/SNMPv2-SMI.mib")))
+            QSKIP("The default database's MIB text (QXMIB_BUILD_DEFAULT_DB) is not in the build folder");
+        QTemporaryDir dir;
+        auto source = [&](const QString &name, const QByteArray &text) {
+            QFile f(dir.filePath(name));
+            f.open(QIODevice::WriteOnly);
+            f.write(text);
+            return f.fileName();
+        };
+        const QString good = source(QStringLiteral("good.txt"),
+                                    "GOOD-MIB DEFINITIONS ::= BEGIN\n"
+                                    "IMPORTS OBJECT-TYPE, Counter32, enterprises FROM SNMPv2-SMI;\n"
+                                    "goodRoot OBJECT IDENTIFIER ::= { enterprises 424260 }\n"
+                                    "goodCount OBJECT-TYPE SYNTAX Counter32 MAX-ACCESS read-only STATUS current\n"
+                                    " DESCRIPTION \"c\" ::= { goodRoot 1 }\nEND\n");
+        const QString bad = source(QStringLiteral("bad.txt"), "BAD-MIB DEFINITIONS ::= BEGIN\n"
+                                                              "IMPORTS nowhere FROM NO-SUCH-MIB;\n"
+                                                              "badRoot OBJECT IDENTIFIER ::= { nowhere 1 }\nEND\n");
+        MainWindow &w = *m_window;
+        m_window->compileAndImport({good, bad});
+        QTRY_VERIFY_WITH_TIMEOUT(w.notice().startsWith(QStringLiteral("Imported")), 60000);
+        QVERIFY2(w.notice().startsWith(QStringLiteral("Imported 1 module(s): GOOD-MIB; not compiled complete: bad.txt")),
+                 qPrintable(w.notice()));
+        QXMibOID record;
+        record.setName(QStringLiteral("goodCount"));
+        QCOMPARE(record.TypeString(), QStringLiteral("Counter32"));
+        record.setFullName(QStringLiteral("BAD-MIB:badRoot"));
+        QCOMPARE(record.OID(), QString());
+        m_messages.clear();
     }
 
     void failures_data()

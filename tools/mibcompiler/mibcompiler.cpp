@@ -33,7 +33,8 @@ struct MibCompiler::Run
 
 QString MibCompiler::Problem::text() const
 {
-    return QStringLiteral("%1:%2: %3").arg(file).arg(line).arg(message);
+    // What libsmi reads past, and what the repair pass mended, is a warning.
+    return QStringLiteral("%1:%2: %3%4").arg(file).arg(line).arg(severity >= 3 ? QStringLiteral("warning: ") : QString(), message);
 }
 
 MibCompiler::MibCompiler() = default;
@@ -117,7 +118,7 @@ MibCompiler::Result MibCompiler::compile(const QStringList &files, const QString
             QFile::link(QFileInfo(file).absoluteFilePath(), link);
         linkTargets.insert(link, file);
         for (const MibRepair::Fix &f : std::as_const(fixes))
-            run.result.problems.append({file, f.line, 5, QStringLiteral("warning: ") + f.what});
+            run.result.problems.append({file, f.line, 5, f.what});
     };
     for (const QString &file : files) {
         const QFileInfo info(file);

@@ -34,6 +34,7 @@ public:
         int line = 0;
         int severity = 0; // libsmi's: 0 internal, 1 major, 2 error, 3 minor, 4 style, 5 warning, 6 info
         QString message;
+        // "file:line: message", with "warning: " before the message from severity 3 on.
         QString text() const;
     };
 
