@@ -675,6 +675,10 @@ void MainWindow::managerKeyDown(qint16 KeyCode)
     if (!kept.isEmpty())
         text += QLatin1Char(' ')
             + tr("The definitions of %1 remain for the objects they define too.").arg(kept.join(QStringLiteral(", ")));
+    if (auto *label = m_manager->findChild<QLabel *>(QStringLiteral("ManagerKept"))) {
+        label->setText(text);
+        label->show();
+    }
     log(text);
     setIdle(text);
 }
@@ -698,8 +702,14 @@ QDialog *MainWindow::showManager()
         connect(refresh, &QPushButton::clicked, this, [this] { guarded([this] { Controls::call(m_managerView, "Refresh"); }); });
         connect(buttons, &QDialogButtonBox::rejected, m_manager, &QDialog::close);
         Controls::connect(m_managerView, "KeyDown(qint16)", this, "managerKeyDown(qint16)");
+        // What the last delete left: the other modules whose definitions remain.
+        auto *kept = new QLabel(m_manager);
+        kept->setObjectName(QStringLiteral("ManagerKept"));
+        kept->setWordWrap(true);
+        kept->hide();
         auto *layout = new QVBoxLayout(m_manager);
         layout->addWidget(m_managerView);
+        layout->addWidget(kept);
         layout->addWidget(buttons);
     } else {
         guarded([this] { Controls::call(m_managerView, "Refresh"); });

@@ -9,7 +9,11 @@
 #include "core/qxmiboid.h"
 
 #include <QAbstractItemView>
+#include <QApplication>
 #include <QDialog>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QTimer>
 #include <QLabel>
 #include <QSettings>
 #include <QtTest>
@@ -137,6 +141,36 @@ private Q_SLOTS:
         record.setFullName(QStringLiteral("BAD-MIB:badRoot"));
         QCOMPARE(record.OID(), QString());
         m_messages.clear();
+
+        // Deleted in the MIB manager, a module that shares OIDs with another says
+        // that the other's definitions remain; its objects still resolve.
+        QByteArray shared = acme;
+        const QString copy = source(QStringLiteral("acme2.mibx"), shared.replace("ACME-MIB", "ACME2-MIB"));
+        QCOMPARE(w.importFiles({copy}), QStringList{QStringLiteral("ACME2-MIB")});
+        QDialog *manager = w.showManager();
+        QVERIFY(manager != nullptr);
+        auto *list = manager->findChild<QAbstractItemView *>(QStringLiteral("MIBList"));
+        QTRY_VERIFY(gridHas(list, QStringLiteral("ACME2-MIB")));
+        QObject *view = list->parent();
+        while (view != nullptr && !view->property("SelectedMIB").isValid())
+            view = view->parent();
+        QVERIFY(view != nullptr);
+        for (int row = 1; row <= view->property("MIBCount").toInt(); ++row) {
+            view->setProperty("Row", row);
+            if (view->property("SelectedMIB").toString() == QLatin1String("ACME2-MIB"))
+                break;
+        }
+        QCOMPARE(view->property("SelectedMIB").toString(), QStringLiteral("ACME2-MIB"));
+        QTimer::singleShot(0, this, [] {
+            if (auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget()))
+                box->button(QMessageBox::Yes)->click();
+        });
+        QMetaObject::invokeMethod(&w, "managerKeyDown", Q_ARG(qint16, 46));
+        QCOMPARE(manager->findChild<QLabel *>(QStringLiteral("ManagerKept"))->text(),
+                 QStringLiteral("Deleted ACME2-MIB. The definitions of ACME-MIB remain for the objects they define too."));
+        record.setName(QStringLiteral("acmeState"));
+        QCOMPARE(record.MIB(), QStringLiteral("ACME-MIB"));
+        manager->close();
     }
 
     void failures_data()
