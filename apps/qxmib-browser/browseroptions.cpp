@@ -31,9 +31,12 @@ bool BrowserOptions::parse(const QStringList &args, QString *error)
             help = true;
         } else if (a == QLatin1String("--local-agent")) {
             localAgent = true;
+        } else if (a == QLatin1String("--notifications")) {
+            showNotifications = true;
         } else if (a == QLatin1String("--db") || a == QLatin1String("--table") || a == QLatin1String("--walk")
                    || a == QLatin1String("--import") || a == QLatin1String("--view")
-                   || a == QLatin1String("--screenshot") || a == QLatin1String("--quit-after")) {
+                   || a == QLatin1String("--screenshot") || a == QLatin1String("--quit-after")
+                   || a == QLatin1String("--trap-port")) {
             if (!value(&v))
                 return false;
             if (a == QLatin1String("--db"))
@@ -48,6 +51,14 @@ bool BrowserOptions::parse(const QStringList &args, QString *error)
                 mibxFile = v;
             else if (a == QLatin1String("--screenshot"))
                 screenshot = v;
+            else if (a == QLatin1String("--trap-port")) {
+                bool ok = false;
+                trapPort = v.toInt(&ok);
+                if (!ok || trapPort < 0 || trapPort > 65535) {
+                    *error = QStringLiteral("--trap-port takes a UDP port, or 0 for none");
+                    return false;
+                }
+            }
             else
                 quitAfterMs = int(v.toDouble() * 1000);
         } else if (a.size() == 2 && a.at(0) == u'-' && QStringLiteral("vculaAxXp").contains(a.at(1))) {
@@ -117,7 +128,7 @@ QString BrowserOptions::usage()
     return QStringLiteral(
         "Usage: qxmib-browser [--db PATH] [--local-agent | TARGET [SNMP options]]\n"
         "                     [--table NAME] [--walk OID] [--import FILE]... [--view FILE]\n"
-        "                     [--screenshot FILE] [--quit-after SECONDS]\n\n"
+        "                     [--trap-port N] [--notifications] [--screenshot FILE] [--quit-after SECONDS]\n\n"
         "A MIB browser: the tree of all MIBs, tables and walks from an SNMP agent, MIB-X import.\n\n"
         "  TARGET            the agent: address or host name, optionally :port ([v6addr]:port)\n"
         "  -v 1|2c|3         SNMP version (default 2c)\n"
@@ -131,6 +142,9 @@ QString BrowserOptions::usage()
         "  --walk OID        walk a subtree in the browser view (system, 1.3.6.1.2.1.4)\n"
         "  --import FILE     import a MIB-X file first\n"
         "  --view FILE       show a MIB-X file in the viewer\n"
+        "  --trap-port N     the Notifications pane listens for traps on UDP port N (1162; 0: not at all);\n"
+        "                    the private agent of --local-agent sends its traps there\n"
+        "  --notifications   show the Notifications pane first\n"
         "  --screenshot FILE save a picture of the window once the views are done, then close\n"
         "  --quit-after S    close after S seconds (with --screenshot: save by then at the latest)\n");
 }

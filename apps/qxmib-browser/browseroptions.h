@@ -11,6 +11,7 @@ struct BrowserOptions
 {
     QString database;
     bool localAgent = false;
+    bool showNotifications = false;
     bool haveTarget = false;
     bool snmpOptions = false; // any of -v -c -u -l -a -A -x -X given
     SnmpTarget target;
@@ -20,6 +21,7 @@ struct BrowserOptions
     QString mibxFile;
     QString screenshot;
     int quitAfterMs = -1;
+    int trapPort = 1162; // the Notifications pane's; 0: not listening
     bool help = false;
 
     // False with *error set for a usage error.

@@ -61,7 +61,7 @@ QString LocalAgent::program()
     return found.isEmpty() ? QStandardPaths::findExecutable(QStringLiteral("snmpd")) : found;
 }
 
-bool LocalAgent::start(QString *error)
+bool LocalAgent::start(QString *error, quint16 trapPort)
 {
     stop();
     const QString snmpd = program();
@@ -70,7 +70,7 @@ bool LocalAgent::start(QString *error)
         return false;
     }
     m_port = freeUdpPort();
-    const QByteArray config = "rocommunity public 127.0.0.1\n"
+    QByteArray config = "rocommunity public 127.0.0.1\n"
                               "rwcommunity private 127.0.0.1\n"
                               "dontLogTCPWrappersConnects yes\n"
                               "sysLocation on this machine, started by qxmib-browser\n"
@@ -78,6 +78,8 @@ bool LocalAgent::start(QString *error)
                               "rwuser demo priv\n"
                               "createUser demoauth SHA demo-auth-pass\n"
                               "rouser demoauth auth\n";
+    if (trapPort != 0)
+        config += "trap2sink 127.0.0.1:" + QByteArray::number(trapPort) + " public\n";
     const QString conf = m_dir.filePath(QStringLiteral("snmpd.conf"));
     QFile file(conf);
     if (!m_dir.isValid() || !QDir(m_dir.path()).mkpath(QStringLiteral("persist"))

@@ -21,7 +21,9 @@ public:
     LocalAgent &operator=(const LocalAgent &) = delete;
 
     // Starts snmpd and waits until it answers; false with *error set when it does not.
-    bool start(QString *error);
+    // With a trap port the agent sends its SNMPv2c traps (community "public") to
+    // 127.0.0.1 there, the first, coldStart, as it starts.
+    bool start(QString *error, quint16 trapPort = 0);
     void stop();
 
     bool isRunning() const;

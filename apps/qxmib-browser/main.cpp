@@ -2,6 +2,7 @@
 
 #include "browseroptions.h"
 #include "localagent.h"
+#include "notificationspane.h"
 #include "mainwindow.h"
 
 #include "core/globals.h"
@@ -132,6 +133,8 @@ int main(int argc, char *argv[])
     window.restoreLayout();
     if (options.haveTarget)
         window.targetBar()->setTarget(options.target);
+    if (options.trapPort > 0)
+        window.notifications()->listen(options.trapPort);
     if (options.localAgent) {
         if (!window.startLocalAgent(&error)) {
             std::fprintf(stderr, "qxmib-browser: %s\n", qPrintable(error));
@@ -152,6 +155,8 @@ int main(int argc, char *argv[])
     window.show();
 
     QTimer::singleShot(0, &window, [&window, &options] {
+        if (options.showNotifications)
+            window.showNotifications();
         if (!options.importFiles.isEmpty())
             window.importFiles(options.importFiles);
         if (!options.mibxFile.isEmpty())

@@ -2,6 +2,7 @@
 
 #include "controls.h"
 #include "localagent.h"
+#include "notificationspane.h"
 #include "snmpsettingsdialog.h"
 
 #include "core/globals.h"
@@ -118,6 +119,11 @@ MainWindow::MainWindow(QWidget *parent)
 
 MainWindow::~MainWindow() = default;
 
+void MainWindow::showNotifications()
+{
+    m_tabs->setCurrentWidget(m_notifications);
+}
+
 void MainWindow::createControls()
 {
     m_targetBar = new TargetBar;
@@ -163,10 +169,13 @@ void MainWindow::createControls()
     m_tabs->setTabsClosable(true);
     m_tabs->addTab(m_table, tr("&Table"));
     m_tabs->addTab(m_browser, tr("&Browser"));
-    for (int i = 0; i < 2; ++i)
+    m_notifications = new NotificationsPane;
+    m_notifications->setObjectName(QStringLiteral("Notifications"));
+    m_tabs->addTab(m_notifications, tr("&Notifications"));
+    for (int i = 0; i < 3; ++i)
         m_tabs->tabBar()->setTabButton(i, QTabBar::RightSide, nullptr);
     connect(m_tabs, &QTabWidget::tabCloseRequested, this, [this](int index) {
-        if (index >= 2)
+        if (index >= 3)
             delete m_tabs->widget(index);
     });
 
@@ -274,6 +283,8 @@ void MainWindow::createActions()
         if (QAbstractItemView *tree = Controls::view(m_tree))
             tree->setFocus();
     });
+    add(view, tr("&Notifications"), QKeySequence(tr("Ctrl+5")), "ShowNotificationsAction",
+        [this] { showNotifications(); });
     QAction *showLog = m_logDock->toggleViewAction();
     showLog->setShortcut(QKeySequence(tr("Ctrl+4")));
     view->addAction(showLog);
@@ -304,7 +315,8 @@ QString MainWindow::notice() const
 bool MainWindow::startLocalAgent(QString *error)
 {
     auto agent = std::make_unique<LocalAgent>();
-    if (!agent->start(error))
+    const quint16 trapPort = m_notifications->isListening() ? quint16(m_notifications->port()) : 0;
+    if (!agent->start(error, trapPort))
         return false;
     m_agent = std::move(agent);
     SnmpTarget target;
@@ -318,6 +330,8 @@ bool MainWindow::startLocalAgent(QString *error)
     log(tr("Started a private snmpd on %1 (community public; SNMPv3 user demo, SHA \"demo-auth-pass\", "
            "AES \"demo-priv-pass\"). It stops when the browser closes.")
             .arg(target.address()));
+    if (trapPort != 0)
+        log(tr("The private agent sends its traps to the Notifications pane (127.0.0.1:%1).").arg(trapPort));
     return true;
 }
 
@@ -457,7 +471,7 @@ void MainWindow::refreshCurrent()
                                                                      : m_table->property("TableOID").toString());
     else if (m_tabs->currentWidget() == m_browser && !m_walkName.isEmpty())
         walk(m_browser->property("CurrentOID").toString());
-    else if (QWidget *viewer = m_tabs->currentWidget(); viewer != m_table && viewer != m_browser)
+    else if (QWidget *viewer = m_tabs->currentWidget(); viewer != m_table && viewer != m_browser && viewer != m_notifications)
         Controls::call(viewer, "Refresh");
 }
 
@@ -1017,7 +1031,7 @@ void MainWindow::restoreLayout()
     restoreGeometry(store.value(QStringLiteral("Window/Geometry")).toByteArray());
     restoreState(store.value(QStringLiteral("Window/State")).toByteArray());
     m_splitter->restoreState(store.value(QStringLiteral("Window/Splitter")).toByteArray());
-    m_tabs->setCurrentIndex(qBound(0, store.value(QStringLiteral("Window/View")).toInt(), 1));
+    m_tabs->setCurrentIndex(qBound(0, store.value(QStringLiteral("Window/View")).toInt(), 2));
     m_object->setText(store.value(QStringLiteral("LastObject")).toString());
     if (!store.contains(QStringLiteral("Window/Geometry")))
         resize(1280, 800);
@@ -1030,7 +1044,7 @@ void MainWindow::saveLayout() const
     store.setValue(QStringLiteral("Window/Geometry"), saveGeometry());
     store.setValue(QStringLiteral("Window/State"), saveState());
     store.setValue(QStringLiteral("Window/Splitter"), m_splitter->saveState());
-    store.setValue(QStringLiteral("Window/View"), qMin(m_tabs->currentIndex(), 1));
+    store.setValue(QStringLiteral("Window/View"), qMin(m_tabs->currentIndex(), 2));
     store.setValue(QStringLiteral("LastObject"), m_object->text());
 }
 

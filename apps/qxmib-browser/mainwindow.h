@@ -11,6 +11,7 @@
 #include <memory>
 
 class LocalAgent;
+class NotificationsPane;
 class QAction;
 class QDialog;
 class QDockWidget;
@@ -40,6 +41,8 @@ public:
     QWidget *tree() const { return m_tree; }
     QWidget *table() const { return m_table; }
     QWidget *browser() const { return m_browser; }
+    NotificationsPane *notifications() const { return m_notifications; }
+    void showNotifications();
     MibImport *importer() const { return m_import; }
     // The text of the notice above the views; empty when none is shown.
     QString notice() const;
@@ -129,6 +132,7 @@ private:
     QWidget *m_tree = nullptr;
     QWidget *m_table = nullptr;
     QWidget *m_browser = nullptr;
+    NotificationsPane *m_notifications = nullptr;
     QTabWidget *m_tabs = nullptr;
     QLabel *m_notice = nullptr;
     QPlainTextEdit *m_log = nullptr;

@@ -4,9 +4,9 @@
 
 #include "core/qxmiberror.h"
 #include "core/qxmiboid.h"
+#include "snmp/bindingtext.h"
 
 #include <QRegularExpression>
-#include <QStringDecoder>
 
 #include <arpa/inet.h>
 
@@ -29,23 +29,9 @@ bool oneOf(const QString &value, const char *const *names)
     return false;
 }
 
-bool printableLine(const QString &text)
-{
-    for (const QChar c : text) {
-        if (!c.isPrint() && c != QLatin1Char(' '))
-            return false;
-    }
-    return true;
-}
-
-QString hexOctets(const QByteArray &bytes)
-{
-    return QString::fromLatin1(bytes.toHex(' ').toUpper());
-}
-
 } // namespace
 
-bool parseOptions(const QStringList &args, Options *o, QString *error)
+bool parseOptions(const QStringList &args, Options *o, QString *error, bool needsTarget)
 {
     static const char *const authNames[] = {"MD5", "SHA", "SHA1", "SHA-1", "SHA-224", "SHA-256", "SHA-384", "SHA-512",
                                             nullptr};
@@ -63,7 +49,7 @@ bool parseOptions(const QStringList &args, Options *o, QString *error)
             continue;
         }
         const QChar letter = a.at(1);
-        if (a.startsWith(QLatin1String("--")) || !QStringLiteral("vctrulaAxXnEC").contains(letter)) {
+        if (a.startsWith(QLatin1String("--")) || !QStringLiteral("vctrulaAxXnEeC").contains(letter)) {
             *error = QStringLiteral("Unknown option: ") + a;
             return false;
         }
@@ -91,6 +77,7 @@ bool parseOptions(const QStringList &args, Options *o, QString *error)
             break;
         case 'c':
             o->community = v;
+            o->communities.append(v);
             break;
         case 't': {
             const double seconds = v.toDouble(&ok);
@@ -149,14 +136,18 @@ bool parseOptions(const QStringList &args, Options *o, QString *error)
         case 'n':
             o->v3.setContextName(v);
             break;
-        case 'E': {
+        case 'E':
+        case 'e': {
             QString hex = v.startsWith(QLatin1String("0x"), Qt::CaseInsensitive) ? v.mid(2) : v;
             static const QRegularExpression hexDigits(QStringLiteral("^([0-9A-Fa-f]{2})+$"));
             if (!hexDigits.match(hex).hasMatch()) {
-                *error = QStringLiteral("Bad engine ID value after -E flag.");
+                *error = QStringLiteral("Bad engine ID value after -%1 flag.").arg(letter);
                 return false;
             }
-            o->v3.setContextEngineID(hex);
+            if (letter == QLatin1Char('E'))
+                o->v3.setContextEngineID(hex);
+            else
+                o->securityEngineIds.append(hex);
             break;
         }
         case 'C': {
@@ -177,6 +168,8 @@ bool parseOptions(const QStringList &args, Options *o, QString *error)
         }
         }
     }
+    if (!needsTarget)
+        return true;
     if (o->rest.isEmpty()) {
         *error = QStringLiteral("No hostname specified.");
         return false;
@@ -237,44 +230,12 @@ QString Names::nameOf(const QString &oid)
 
 QString valueText(const VarBind &b)
 {
-    if (b.Status != 0 || (b.ValueType != 4 && b.ValueType != 64 && b.ValueType != 68))
-        return b.Value;
-    const QByteArray octets = b.Value.toLatin1();
-    switch (b.ValueType) {
-    case 4: {
-        QStringDecoder utf8(QStringDecoder::Utf8);
-        const QString text = utf8.decode(octets);
-        return !utf8.hasError() && printableLine(text) ? text : hexOctets(octets);
-    }
-    case 64:
-        if (octets.size() == 4)
-            return QStringLiteral("%1.%2.%3.%4")
-                .arg(quint8(octets[0]))
-                .arg(quint8(octets[1]))
-                .arg(quint8(octets[2]))
-                .arg(quint8(octets[3]));
-        return hexOctets(octets);
-    case 68:
-        return hexOctets(octets);
-    default:
-        return b.Value;
-    }
+    return BindingText::plain(b);
 }
 
 QString renderedValue(const VarBind &b, Names &names)
 {
-    const QString plain = valueText(b);
-    if (b.Status != 0)
-        return plain;
-    QXMibOID *record = names.record(b.OID);
-    if (record == nullptr)
-        return plain;
-    QString hex = b.HexValue;
-    const QString rendered = record->ParseValue(b.Value, hex);
-    // Passed through as received (perhaps with units behind): our own text of it.
-    if (rendered.startsWith(b.Value))
-        return plain + rendered.mid(b.Value.size());
-    return printableLine(rendered) ? rendered : plain;
+    return BindingText::rendered(b, b.Status != 0 ? nullptr : names.record(b.OID));
 }
 
 bool encodeValue(const QString &oid, const QString &type, const QString &value, Names &names, QVariant *encoded,

@@ -22,6 +22,8 @@ struct Options
 {
     int version = 2;
     QString community = QStringLiteral("public");
+    QStringList communities; // every -c given, in order
+    QStringList securityEngineIds; // every -e given, hex digits
     int timeoutMs = -1; // -1: the user's SNMP settings
     int retries = -1;
     short maxRepetitions = 10;
@@ -33,7 +35,8 @@ struct Options
 // net-snmp's habits: "-v2c" or "-v 2c", options before or after the target,
 // "--" ends them, a negative number is a value, -t in seconds with fractions,
 // -Cr<N> for the GetBulk repetitions. False with *error set for a usage error.
-bool parseOptions(const QStringList &args, Options *options, QString *error);
+// Without needsTarget the first positional argument stays in rest.
+bool parseOptions(const QStringList &args, Options *options, QString *error, bool needsTarget = true);
 
 // Numeric OIDs as given; names (sysDescr.0, IF-MIB::ifDescr.3, IF-MIB:ifDescr.3)
 // resolved through the MIB database, opened only when a name needs it.

@@ -181,18 +181,9 @@ QList<ResolvedAddress> resolveHost(const QByteArray &host)
     return out;
 }
 
-// The sender of a received message, from the transport's address data.
 QString senderAddress(const netsnmp_pdu *pdu)
 {
-    if (pdu == nullptr || pdu->transport_data == nullptr || pdu->transport_data_length < int(sizeof(sockaddr_in)))
-        return QString();
-    const auto *address = static_cast<const sockaddr *>(pdu->transport_data);
-    char text[INET6_ADDRSTRLEN] = {};
-    if (address->sa_family == AF_INET)
-        inet_ntop(AF_INET, &reinterpret_cast<const sockaddr_in *>(address)->sin_addr, text, sizeof(text));
-    else if (address->sa_family == AF_INET6 && pdu->transport_data_length >= int(sizeof(sockaddr_in6)))
-        inet_ntop(AF_INET6, &reinterpret_cast<const sockaddr_in6 *>(address)->sin6_addr, text, sizeof(text));
-    return QString::fromLatin1(text);
+    return SnmpValues::peerAddress(pdu);
 }
 
 struct Failure

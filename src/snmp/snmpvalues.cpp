@@ -356,4 +356,26 @@ int addBinding(netsnmp_pdu *pdu, const VarBind &b, bool withValue, QString *erro
     return SNMPERR_SUCCESS;
 }
 
+QString peerAddress(const netsnmp_pdu *pdu, int *port)
+{
+    if (pdu == nullptr || pdu->transport_data == nullptr || pdu->transport_data_length < int(sizeof(sockaddr_in)))
+        return QString();
+    // UDP transports put the remote address first in their address pair.
+    const auto *address = static_cast<const sockaddr *>(pdu->transport_data);
+    char text[INET6_ADDRSTRLEN] = {};
+    int number = 0;
+    if (address->sa_family == AF_INET) {
+        const auto *v4 = reinterpret_cast<const sockaddr_in *>(address);
+        inet_ntop(AF_INET, &v4->sin_addr, text, sizeof(text));
+        number = ntohs(v4->sin_port);
+    } else if (address->sa_family == AF_INET6 && pdu->transport_data_length >= int(sizeof(sockaddr_in6))) {
+        const auto *v6 = reinterpret_cast<const sockaddr_in6 *>(address);
+        inet_ntop(AF_INET6, &v6->sin6_addr, text, sizeof(text));
+        number = ntohs(v6->sin6_port);
+    }
+    if (port != nullptr)
+        *port = number;
+    return QString::fromLatin1(text);
+}
+
 } // namespace SnmpValues

@@ -21,6 +21,10 @@ QString oidText(const oid *arcs, size_t length);
 // A received variable as printable text, hex octets, type and status.
 void fromVariable(const netsnmp_variable_list *variable, VarBind &binding);
 
+// The sender of a received message from its transport data (IPv4 or IPv6);
+// empty when there is none. *port gets the sender's port when given.
+QString peerAddress(const netsnmp_pdu *pdu, int *port = nullptr);
+
 // Appends one binding to a request: a NULL value for the reading kinds, the
 // binding's value encoded by its type for Set. On failure returns a net-snmp
 // error code and its description in *error.

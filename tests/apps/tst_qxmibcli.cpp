@@ -104,7 +104,7 @@ private Q_SLOTS:
     {
         QFETCH(QStringList, args);
         QFETCH(QString, out);
-        const Result r = run(QStringList{QStringLiteral("--db"), m_fixture->path(), QStringLiteral("render")} + args);
+        const Result r = run(QStringList{QStringLiteral("--db=") + m_fixture->path(), QStringLiteral("render")} + args);
         QCOMPARE(r.status, 0);
         QCOMPARE(r.out, out);
     }
@@ -196,6 +196,8 @@ private Q_SLOTS:
                                        << "" << "wrongValue" << true << "";
         QTest::newRow("negative number") << QStringList{"set"} + rw + QStringList{"--", "AGENT", sysName, "i", "-1"} << 2
                                          << "" << "wrongType" << true << "";
+        QTest::newRow("negative number, options after it")
+            << QStringList{"set", "AGENT", sysName, "i", "-5", "-c", "private"} << 2 << "" << "wrongType" << false << "";
         QTest::newRow("binary octets on one line")
             << QStringList{"get"} + v2 + QStringList{"AGENT", "1.3.6.1.6.3.10.2.1.1.0"} << 0 << "\t80 00 1F 88 " << ""
             << true << "80 00 1F 88 ";
@@ -300,6 +302,48 @@ private Q_SLOTS:
     }
 
     // The agent dies while a walk is under way: the values that came are printed, then the time-out.
+    // Until --count notifications have come, one line each; an inform is answered
+    // (snmpinform retries until the receiver is up and succeeds once it answers).
+    void traps()
+    {
+        const quint16 port = SnmpAgent::freeUdpPort();
+        QProcess receiver;
+        receiver.start(QStringLiteral(QXMIB_CLI), {QStringLiteral("--db"), m_fixture->path(), QStringLiteral("traps"),
+                                                   QStringLiteral("--address"), QStringLiteral("127.0.0.1"),
+                                                   QStringLiteral("--port"), QString::number(port),
+                                                   QStringLiteral("--count"), QStringLiteral("2"),
+                                                   QStringLiteral("-c"), QStringLiteral("public")});
+        QVERIFY(receiver.waitForStarted());
+        const QString target = QStringLiteral("127.0.0.1:%1").arg(port);
+        QCOMPARE(m_agent.runTool(QStringLiteral("snmpinform"),
+                                 {QStringLiteral("-v2c"), QStringLiteral("-c"), QStringLiteral("public"),
+                                  QStringLiteral("-t"), QStringLiteral("0.3"), QStringLiteral("-r"), QStringLiteral("30"),
+                                  target, QStringLiteral("42"), QStringLiteral("1.3.6.1.6.3.1.1.5.4"),
+                                  QStringLiteral("1.3.6.1.2.1.2.2.1.7.2"), QStringLiteral("i"), QStringLiteral("1")}),
+                 0);
+        QCOMPARE(m_agent.runTool(QStringLiteral("snmptrap"),
+                                 {QStringLiteral("-v2c"), QStringLiteral("-c"), QStringLiteral("private"), target,
+                                  QStringLiteral(""), QStringLiteral("1.3.6.1.6.3.1.1.5.1")}),
+                 0);
+        QCOMPARE(m_agent.runTool(QStringLiteral("snmptrap"),
+                                 {QStringLiteral("-v1"), QStringLiteral("-c"), QStringLiteral("public"), target,
+                                  QStringLiteral("1.3.6.1.4.1.8072.3.2.10"), QStringLiteral("192.0.2.1"),
+                                  QStringLiteral("2"), QStringLiteral("0"), QStringLiteral("")}),
+                 0);
+        QTRY_COMPARE_WITH_TIMEOUT(receiver.state(), QProcess::NotRunning, 30000);
+        QCOMPARE(receiver.exitCode(), 0);
+        const QStringList lines = QString::fromUtf8(receiver.readAllStandardOutput()).split(u'\n', Qt::SkipEmptyParts);
+        QCOMPARE(lines.size(), 2);
+        QVERIFY2(lines[0].contains(QLatin1String("INFORM, SNMP v2c, community public SNMPv2-SMI:internet.6.3.1.1.5.4 Uptime: ")),
+                 qPrintable(lines[0]));
+        QVERIFY2(lines[0].endsWith(QLatin1String("\tifAdminStatus.2 = up(1)")), qPrintable(lines[0]));
+        QVERIFY2(lines[1].contains(QLatin1String("TRAP, SNMP v1, community public SNMPv2-SMI:internet.6.3.1.1.5.3 (enterprise "
+                                                 "1.3.6.1.4.1.8072.3.2.10, agent 192.0.2.1, generic 2, specific 0)")),
+                 qPrintable(lines[1]));
+        QVERIFY2(QString::fromUtf8(receiver.readAllStandardError()).startsWith(QLatin1String("Community not accepted from 127.0.0.1:")),
+                 "the trap of the other community is reported");
+    }
+
     void agentKilledDuringWalk()
     {
         SnmpAgent agent;

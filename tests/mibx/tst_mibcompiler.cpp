@@ -300,14 +300,16 @@ private Q_SLOTS:
         QVERIFY(QFile::exists(dir.filePath(QStringLiteral("out/PLAIN-MIB.mibx"))));
     }
 
-    // A worker that never answers is stopped at the time limit; one that cannot
-    // start fails every file; neither stops the call.
+    // A worker that never answers is stopped at the time limit, one that gives up
+    // is reported for its file, one that cannot start fails every file; none stops the call.
     void workerFailures_data()
     {
         QTest::addColumn<QByteArray>("script");
         QTest::addColumn<QString>("report");
         QTest::newRow("hangs") << QByteArray("#!/bin/sh\necho '{\"begin\": 0}'\nexec sleep 30\n")
                                << "PLAIN-MIB: the MIB compiler stopped on this file (no result after 0.3 s)";
+        QTest::newRow("exits non-zero") << QByteArray("#!/bin/sh\necho '{\"begin\": 0}'\nexit 3\n")
+                                        << "PLAIN-MIB: the MIB compiler stopped on this file (it ended with status 3)";
         QTest::newRow("missing") << QByteArray() << "PLAIN-MIB: the MIB compiler stopped on this file (its worker ";
     }
     void workerFailures()

@@ -1,3 +1,4 @@
+#include "fakeagent.h"
 #include "snmp/peloruswrapper.h"
 #include "snmp/snmpengine.h"
 #include "snmp/snmpquery.h"
@@ -169,6 +170,7 @@ private Q_SLOTS:
         QTEST(reply.error, "error");
         QCOMPARE(reply.description.isEmpty(), reply.error == 0);
         QCOMPARE(reply.nodeId, oid);
+        QCOMPARE(reply.outstandingInside, 0);
         QVERIFY(reply.bindings.size() >= minBindings);
         const VarBind &first = reply.bindings.first();
         if (!firstOid.isEmpty())
@@ -372,16 +374,22 @@ private Q_SLOTS:
         }
     }
 
-    void repliesOnlyFromTheEventLoop()
+    // net-snmp sends the retries; the engine's own deadline for a request must not
+    // cut off the answer to the last one, coming late in its time-out.
+    void lastRetryAnsweredLate()
     {
+        FakeAgent agent;
+        agent.setData({{sysUpTime, 67, "42"}});
+        agent.silentFor = 1;
+        agent.answerDelayMs = 1500;
         Collector collector;
-        m_engine->Send(snmpd(SnmpQuery::Get, sysUpTime, &collector));
-        QThread::msleep(200); // the answer is in the socket by now, but nobody has read it
-        QVERIFY(collector.replies.isEmpty());
-        QCOMPARE(m_engine->OutstandingQueries(), 1);
-        QTRY_COMPARE(collector.replies.size(), 1);
-        QCOMPARE(collector.replies.first().outstandingInside, 0);
-        QCOMPARE(m_engine->OutstandingQueries(), 0);
+        SnmpQuery *query = makeQuery(agent.target(), QStringLiteral("public"), SnmpQuery::Get, sysUpTime, &collector);
+        query->setTimeout(2000);
+        query->setRetries(1);
+        m_engine->Send(query);
+        QTRY_COMPARE_WITH_TIMEOUT(collector.replies.size(), 1, 8000);
+        QCOMPARE(collector.replies.first().error, 0);
+        QCOMPARE(agent.pduTypes.size(), 2);
     }
 
     void cancelEndsEveryCallersQueries()
@@ -400,14 +408,6 @@ private Q_SLOTS:
         QVERIFY(first.replies.isEmpty() && second.replies.isEmpty());
         // The engine works on afterwards.
         QCOMPARE(roundTrip(snmpd()).error, 0);
-    }
-
-    void destroyedCallbackGetsNothing()
-    {
-        auto *gone = new Collector;
-        m_engine->Send(snmpd(SnmpQuery::Get, sysUpTime, gone));
-        delete gone;
-        QTRY_COMPARE(m_engine->OutstandingQueries(), 0);
     }
 
     void throwingHandlerDoesNotStopDelivery()
@@ -474,43 +474,6 @@ private Q_SLOTS:
         const auto reply = roundTrip(makeQuery(m_snmpsim.target(), QStringLiteral("iftable"), SnmpQuery::Get, oid));
         QCOMPARE(reply.error, 0);
         QTEST(reply.bindings.first().HexValue, "hex");
-    }
-
-    // Several callers walking columns side by side, as the table view does.
-    void parallelColumnWalks()
-    {
-        struct Walker : SNMPReply
-        {
-            QString column;
-            QString target;
-            int count = 0;
-            bool finished = false;
-            void Reply(SnmpQuery *query) override
-            {
-                QString last;
-                for (const VarBind &b : query->VarBinds()->items()) {
-                    if (!b.OID.startsWith(column + QLatin1Char('.')) || b.Status != 0) {
-                        finished = true;
-                        return;
-                    }
-                    ++count;
-                    last = b.OID;
-                }
-                PelorusWrapper::instance()->SNMPQueryGetBulk(target, QStringLiteral("iftable"), last, 2, this, 10,
-                                                             nullptr, 0, true, column);
-            }
-        };
-        std::vector<std::unique_ptr<Walker>> walkers;
-        for (int column = 1; column <= 22; ++column) {
-            auto *w = walkers.emplace_back(std::make_unique<Walker>()).get();
-            w->column = QStringLiteral("1.3.6.1.2.1.2.2.1.%1").arg(column);
-            w->target = m_snmpsim.target();
-            PelorusWrapper::instance()->SNMPQueryGetNext(w->target, QStringLiteral("iftable"), w->column, 2, w,
-                                                         nullptr, true, w->column);
-        }
-        QTRY_VERIFY_WITH_TIMEOUT(m_engine->OutstandingQueries() == 0, 20000);
-        for (const auto &w : walkers)
-            QVERIFY(w->finished && w->count == 150);
     }
 };
 

@@ -1,6 +1,7 @@
 #include "fakeagent.h"
 
 #include <QStringList>
+#include <QTimer>
 
 #include <algorithm>
 #include <utility>
@@ -155,8 +156,14 @@ void FakeAgent::answer()
         quint16 fromPort = 0;
         QByteArray request(int(m_socket.pendingDatagramSize()), '\0');
         m_socket.readDatagram(request.data(), request.size(), &from, &fromPort);
-        for (const QByteArray &reply : respond(request))
-            m_socket.writeDatagram(reply, from, fromPort);
+        auto send = [this, replies = respond(request), from, fromPort] {
+            for (const QByteArray &reply : replies)
+                m_socket.writeDatagram(reply, from, fromPort);
+        };
+        if (answerDelayMs > 0)
+            QTimer::singleShot(answerDelayMs, Qt::PreciseTimer, this, send);
+        else
+            send();
     }
 }
 
@@ -188,7 +195,8 @@ QList<QByteArray> FakeAgent::respond(const QByteArray &request)
         values << valueTlv;
     }
     pduTypes.append(pduTag);
-    if ((answerLimit >= 0 && pduTypes.size() > answerLimit) || (behaviour == EveryOther && pduTypes.size() % 2 == 0))
+    if ((answerLimit >= 0 && pduTypes.size() > answerLimit) || (behaviour == EveryOther && pduTypes.size() % 2 == 0)
+        || pduTypes.size() <= silentFor)
         return {};
 
     const bool v1 = number(version) == 0;

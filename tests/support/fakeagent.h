@@ -9,7 +9,8 @@
 // 127.0.0.1, answering Get, GetNext, GetBulk and Set from a list of bindings,
 // with the misbehaviours real agents are not made to show: going round in
 // circles, empty answers, tooBig for large bulk requests, falling silent,
-// answers to other requests or broken ones, answering only every other request.
+// answers to other requests or broken ones, answering only every other request
+// or only late.
 class FakeAgent : public QObject
 {
 public:
@@ -41,6 +42,10 @@ public:
     int tooBigAbove = 0;
     // After this many requests it answers no more (negative: never falls silent).
     int answerLimit = -1;
+    // The first this many requests go unanswered.
+    int silentFor = 0;
+    // Answers leave this many milliseconds after their request came.
+    int answerDelayMs = 0;
     // The PDU tag of every request, in order (0xA0 Get, 0xA1 GetNext, 0xA3 Set, 0xA5 GetBulk).
     QList<int> pduTypes;
 

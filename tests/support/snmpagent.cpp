@@ -2,6 +2,8 @@
 
 #include <QDeadlineTimer>
 #include <QDir>
+#include <QEventLoop>
+#include <QTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QProcessEnvironment>
@@ -197,6 +199,68 @@ bool SnmpAgent::startSnmpsim(const QStringList &examples, const QList<QPair<QStr
     }
     return launch(m_process, QStringLiteral("snmpsimd"), arguments, QProcessEnvironment::systemEnvironment(), error)
         && waitUntilAnswering(community, error);
+}
+
+bool SnmpAgent::startSnmptrapd(const QByteArray &config, const QString &mibDirectory, QString *error)
+{
+    stop();
+    m_port = freeUdpPort();
+    const QString conf = m_dir.filePath(QStringLiteral("snmptrapd.conf"));
+    const QString log = m_dir.filePath(QStringLiteral("snmptrapd.log"));
+    QFile::remove(log);
+    if (!m_dir.isValid() || !QDir(m_dir.path()).mkpath(QStringLiteral("persist")) || !writeFile(conf, config))
+        return fail(error, QStringLiteral("cannot write the snmptrapd configuration"));
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(QStringLiteral("SNMP_PERSISTENT_DIR"), m_dir.filePath(QStringLiteral("persist")));
+    env.insert(QStringLiteral("SNMPCONFPATH"), m_dir.path());
+    env.insert(QStringLiteral("MIBS"), QStringLiteral("ALL"));
+    env.insert(QStringLiteral("MIBDIRS"), mibDirectory);
+    if (!launch(m_process, QStringLiteral("/usr/sbin/snmptrapd"),
+                {QStringLiteral("-f"), QStringLiteral("-C"), QStringLiteral("-c"), conf, QStringLiteral("-Lf"), log,
+                 QStringLiteral("-OQ"), QStringLiteral("--doNotRetainNotificationLogs=yes"),
+                 QStringLiteral("udp:127.0.0.1:%1").arg(m_port)},
+                env, error))
+        return false;
+    for (QDeadlineTimer deadline(30000); !deadline.hasExpired(); QThread::msleep(50)) {
+        if (m_process->state() != QProcess::Running) {
+            m_process.reset();
+            return fail(error, QStringLiteral("snmptrapd exited: ") + this->log());
+        }
+        if (this->log().contains(QLatin1String("NET-SNMP version")))
+            return true;
+    }
+    stop();
+    return fail(error, QStringLiteral("snmptrapd did not start"));
+}
+
+QString SnmpAgent::log() const
+{
+    QFile file(m_dir.filePath(QStringLiteral("snmptrapd.log")));
+    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+}
+
+int SnmpAgent::runTool(const QString &program, const QStringList &arguments, QByteArray *output) const
+{
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    for (const QString &line : toolEnvironment())
+        env.insert(line.section(u'=', 0, 0), line.section(u'=', 1));
+    QProcess tool;
+    tool.setProcessEnvironment(env);
+    // The event loop runs meanwhile: a receiver in this process answers informs.
+    QEventLoop loop;
+    QObject::connect(&tool, &QProcess::finished, &loop, &QEventLoop::quit);
+    QObject::connect(&tool, &QProcess::errorOccurred, &loop, &QEventLoop::quit);
+    QTimer::singleShot(30000, &loop, &QEventLoop::quit);
+    tool.start(program, arguments);
+    loop.exec();
+    if (tool.state() != QProcess::NotRunning) {
+        tool.kill();
+        tool.waitForFinished(2000);
+        return -1;
+    }
+    if (output != nullptr)
+        *output = tool.readAllStandardOutput() + tool.readAllStandardError();
+    return tool.exitStatus() == QProcess::NormalExit ? tool.exitCode() : -1;
 }
 
 bool SnmpAgent::waitUntilAnswering(const QString &community, QString *error)

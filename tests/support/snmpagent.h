@@ -45,10 +45,19 @@ public:
     // folder are given by name in examples (for instance "linux-full-walk").
     bool startSnmpsim(const QStringList &examples, const QList<QPair<QString, QByteArray>> &files = {},
                       int maxVarBinds = 0, QString *error = nullptr);
+    // net-snmp's trap receiver snmptrapd with the given configuration lines,
+    // reading every MIB file of mibDirectory, printing values without their
+    // type names (-OQ) to its log (log()). Returns once it logs that it runs.
+    bool startSnmptrapd(const QByteArray &config, const QString &mibDirectory, QString *error = nullptr);
+    // What snmptrapd has logged so far.
+    QString log() const;
+    // Runs a net-snmp tool (snmptrap, snmpinform, ...) in toolEnvironment(); its exit status.
+    int runTool(const QString &program, const QStringList &arguments, QByteArray *output = nullptr) const;
     // Ends the agent; killed, it dies at once without answering what it has received.
     void stop(bool kill = false);
 
     bool isRunning() const;
+    qint64 processId() const { return m_process ? m_process->processId() : 0; }
     quint16 port() const { return m_port; }
     // "127.0.0.1:port"
     QString target() const;

@@ -2,6 +2,7 @@
 
 #include "core/widgets/exportengine.h"
 #include "core/qxmiboid.h"
+#include "snmp/notification.h"
 
 #include "qxmibtree_version.h"
 
@@ -152,6 +153,48 @@ StyledText DetailsLayout::controlLayout(const Fields &fields, const QString &tit
     }
     appendDescription(text, fields);
     appendPossibleValues(text, fields);
+    return text;
+}
+
+StyledText DetailsLayout::notificationLayout(const Notification &n)
+{
+    StyledText text;
+    append(text, ControlTitle, n.NotificationName + crlf + crlf);
+    const auto head = [&](const char *caption, const QString &value) {
+        append(text, ControlHeadCaption, QLatin1String(caption) + tab);
+        append(text, ControlHeadValue, value + crlf);
+    };
+    const auto row = [&](const char *caption, const QString &value) {
+        append(text, ControlCaption, QLatin1String(caption) + tab);
+        append(text, Plain, value + crlf);
+    };
+    head("Received ", n.Received.toString(QStringLiteral("yyyy-MM-dd hh:mm:ss.zzz")));
+    head("From ", n.Transport.isEmpty() ? n.SourceAddress : n.Transport);
+    append(text, Plain, crlf);
+    row("Version ", n.versionText() + (n.Inform ? QStringLiteral(" inform") : QStringLiteral(" trap")));
+    if (n.Version == 3) {
+        row("User ", n.UserName);
+        row("Engine ID ", n.EngineID);
+        if (!n.ContextName.isEmpty())
+            row("Context ", n.ContextName);
+    } else {
+        row("Community ", n.Community);
+    }
+    row("Uptime ", n.UpTimeText);
+    row("OID ", n.NotificationOID);
+    if (n.Version == 1) {
+        row("Enterprise ", n.Enterprise);
+        row("Agent ", n.AgentAddress);
+        row("Generic Trap ", QString::number(n.GenericTrap));
+        row("Specific Trap ", QString::number(n.SpecificTrap));
+    }
+    if (!n.Description.isEmpty())
+        append(text, Plain, crlf + n.Description + crlf);
+    append(text, Plain, crlf);
+    for (const NotificationBinding &b : n.Bindings) {
+        append(text, ControlCaption, b.displayName() + tab);
+        append(text, Plain, b.Rendered + QStringLiteral("  (") + b.TypeName + QLatin1Char(')') + crlf);
+    }
     return text;
 }
 

@@ -7,6 +7,7 @@
 #include <QString>
 
 class QXMibOID;
+struct Notification;
 
 // Lays out the details of one MIB object as styled text: the tree layout shown
 // beside the MIB trees, its short form for the single-MIB tree's public text,
@@ -74,6 +75,11 @@ public:
     // The name as heading, the "Value " (always, or only when there is one), "OID ", "Type ",
     // "Access " and "Status " rows, "From " the module (when known), then the description.
     static StyledText mibxLayout(const MibxFields &fields, ValueRow valueRow = ValueRow::WhenSet);
+
+    // A received notification: its name as heading, "Received ", "From ", "Version ",
+    // "Community " or "User ", "Uptime ", "OID " (and the SNMPv1 fields), the
+    // notification's description, then one row per binding with its rendered value.
+    static StyledText notificationLayout(const Notification &notification);
 
     static void append(StyledText &text, Style style, const QString &piece);
     static StyledText::Piece styled(Style style, const QString &piece);

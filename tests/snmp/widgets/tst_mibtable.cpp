@@ -11,7 +11,11 @@
 #include "snmpagent.h"
 
 #include <QAbstractItemModelTester>
+#include <QComboBox>
+#include <QHeaderView>
 #include <QLabel>
+#include <QLineEdit>
+#include <QTableView>
 #include <QSettings>
 #include <QtTest>
 
@@ -64,6 +68,23 @@ QString messageOf(const MIBTable &table)
     return table.findChild<QLabel *>(QStringLiteral("Message"))->text();
 }
 
+QTableView *gridOf(const MIBTable &table)
+{
+    return table.findChild<QTableView *>(QStringLiteral("Table"));
+}
+
+// As a user types into a cell's editor or picks from its list.
+void typeInto(QAbstractItemView *grid, const QModelIndex &cell, const QString &typed)
+{
+    const std::unique_ptr<QWidget> editor(grid->itemDelegate()->createEditor(grid->viewport(), {}, cell));
+    grid->itemDelegate()->setEditorData(editor.get(), cell);
+    if (auto *list = qobject_cast<QComboBox *>(editor.get()))
+        list->setCurrentIndex(list->findText(typed));
+    else
+        qobject_cast<QLineEdit *>(editor.get())->setText(typed);
+    grid->itemDelegate()->setModelData(editor.get(), grid->model(), cell);
+}
+
 QString withTarget(const QString &text, const QString &target)
 {
     return text.contains(QStringLiteral("%1")) ? text.arg(target) : text;
@@ -93,11 +114,12 @@ QSet<QString> reference(const SnmpAgent &agent, const QString &community, const 
 QList<FakeAgent::Binding> smallTable()
 {
     QList<FakeAgent::Binding> data;
-    // Sparse: row 6 has only its status, so it is found last.
+    // Sparse: row 6 has only its status, so it is found last. Names hold quotes, all but one a comma too.
     for (int r = 1; r <= 12; ++r) {
         if (r != 6) {
             data.append({kHrSWRun + QStringLiteral(".1.%1").arg(r), 2, QByteArray::number(r)});
-            data.append({kHrSWRun + QStringLiteral(".2.%1").arg(r), 4, "proc, \"" + QByteArray::number(r) + '"'});
+            data.append({kHrSWRun + QStringLiteral(".2.%1").arg(r), 4,
+                         (r == 3 ? "\"" : "proc, \"") + QByteArray::number(r) + '"'});
         }
         data.append({kHrSWRun + QStringLiteral(".7.%1").arg(r), 2, "1"});
     }
@@ -370,7 +392,8 @@ private Q_SLOTS:
         QCOMPARE(table->SelectedOID(), kHrSWRun + QStringLiteral(".2.5"));
     }
 
-    // An edit goes out as a Set of the agent's own type and is read back. Cancel
+    // An edit goes out as a Set of the agent's own type and is read back; an item
+    // picked from the list goes out as its number. Cancel
     // before the Set keeps it from going out (the cell shows the agent's value
     // again); after it, the Set is read back as usual. The Cancel ends with the edit.
     void edit_data()
@@ -382,9 +405,10 @@ private Q_SLOTS:
         QTest::addColumn<int>("cancel"); // 1 before the Set, 2 after it
         QTest::addColumn<QString>("shown");
         QTest::addColumn<QString>("message");
-        QTest::newRow("picked from the list") << "fake" << "private" << "hrSWRunTable" << "3" << 0 << "notRunnable(3)" << "";
-        QTest::newRow("cancelled before the Set") << "fake" << "private" << "hrSWRunTable" << "3" << 1 << "running(1)" << "";
-        QTest::newRow("cancelled after the Set") << "fake" << "private" << "hrSWRunTable" << "3" << 2 << "notRunnable(3)" << "";
+        const QString picked = QStringLiteral("notRunnable(3)");
+        QTest::newRow("picked from the list") << "fake" << "private" << "hrSWRunTable" << picked << 0 << picked << "";
+        QTest::newRow("cancelled before the Set") << "fake" << "private" << "hrSWRunTable" << picked << 1 << "running(1)" << "";
+        QTest::newRow("cancelled after the Set") << "fake" << "private" << "hrSWRunTable" << picked << 2 << picked << "";
         QTest::newRow("taken by snmpd") << "snmpd" << "private" << "laTable" << "13.50" << 0 << "13.50" << "";
         QTest::newRow("refused by snmpd") << "snmpd" << "public" << "laTable" << "14.00" << 0 << "13.50"
                                           << "(!) Could not change laConfig.1\n\nnoAccess";
@@ -405,7 +429,7 @@ private Q_SLOTS:
         QVERIFY(table->model()->flags(cell) & Qt::ItemIsEditable);
         QCOMPARE(table->model()->data(cell, Qt::BackgroundRole), QVariant());
         QSignalSpy done(table.get(), &MIBTable::Complete);
-        QVERIFY(table->model()->setData(cell, typed));
+        typeInto(gridOf(*table), cell, typed);
         if (cancel == 2)
             QTRY_VERIFY(fake.pduTypes.contains(0xA3));
         if (cancel != 0)
@@ -421,28 +445,68 @@ private Q_SLOTS:
         QTEST(table->Cell(1, 1), "shown");
     }
 
-    void refreshAndText()
+    void text()
     {
         auto table = createTable(m_fake.target());
         QVERIFY(::retrieve(table.get(), QStringLiteral("hrSWRunTable"), kSmallColumns));
-        m_fake.setData([] {
-            auto data = smallTable();
-            data[3 * 2 + 2].value = "4"; // hrSWRunStatus.3
-            return data;
-        }());
-        table->RefreshRow(3);
-        QVERIFY(settle(table.get()));
-        QCOMPARE(table->Cell(3, 3), QStringLiteral("invalid(4)"));
         const QStringList csv = table->TableText(true).split(QStringLiteral("\r\n"));
         QCOMPARE(csv.at(0), QStringLiteral("Index,hrSWRunIndex,hrSWRunName,hrSWRunStatus"));
-        QCOMPARE(csv.at(3), QStringLiteral("3,3,\"proc, \"\"3\"\"\",invalid(4)"));
+        QCOMPARE(csv.at(2), QStringLiteral("2,2,\"proc, \"\"2\"\"\",running(1)"));
+        QCOMPARE(csv.at(3), QStringLiteral("3,3,\"\"\"3\"\"\",running(1)"));
         QCOMPARE(table->TableText(false).section(u'\n', 2, 2), QStringLiteral("2\t2\tproc, \"2\"\trunning(1)"));
         table->setRow(2);
         table->setCol(2);
         table->setRowSel(3);
         table->setColSel(3);
-        QCOMPARE(table->Clip(), QStringLiteral("proc, \"2\"\trunning(1)\nproc, \"3\"\tinvalid(4)\n"));
+        QCOMPARE(table->Clip(), QStringLiteral("proc, \"2\"\trunning(1)\n\"3\"\trunning(1)\n"));
         QCOMPARE(table->Selection().size(), 4);
+    }
+
+    // Sorted at the end of the sparse walk (index 6 has only its status, so it comes
+    // last) or by a user's clicks on a caption (one ascending, two descending), rows
+    // keep their index: a refresh or a read-back lands in the row of its own index,
+    // and the empty name stays last.
+    void afterSort_data()
+    {
+        QTest::addColumn<int>("clicks"); // on hrSWRunName
+        QTest::addColumn<bool>("edit");  // else a refresh
+        QTest::addColumn<QString>("last");
+        QTest::newRow("index order, refreshed") << 0 << false << "12";
+        QTest::newRow("names ascending, edited") << 1 << true << "6";
+        QTest::newRow("names descending, refreshed") << 2 << false << "6";
+    }
+    void afterSort()
+    {
+        FakeAgent agent;
+        agent.setData(smallTable());
+        auto table = createTable(agent.target());
+        table->setCommunity(QStringLiteral("private"));
+        QVERIFY(::retrieve(table.get(), QStringLiteral("hrSWRunTable"), kSmallColumns));
+        QFETCH(int, clicks);
+        for (int i = 0; i < clicks; ++i)
+            Q_EMIT gridOf(*table)->horizontalHeader()->sectionClicked(1);
+        QTEST(table->Cell(12, 0), "last");
+        int row = 1;
+        while (row < 12 && table->Cell(row, 0) != QLatin1String("9"))
+            ++row;
+        QFETCH(bool, edit);
+        if (edit) {
+            typeInto(gridOf(*table), table->model()->index(row - 1, 2), QStringLiteral("invalid(4)"));
+        } else {
+            QList<FakeAgent::Binding> data = smallTable();
+            for (FakeAgent::Binding &b : data) {
+                if (b.oid == kHrSWRun + QStringLiteral(".7.9"))
+                    b.value = "4";
+            }
+            agent.setData(data);
+            table->RefreshRow(row);
+        }
+        QVERIFY(settle(table.get()));
+        QStringList statuses;
+        for (int r = 1; r <= 12; ++r)
+            statuses.append(table->Cell(r, 3));
+        QCOMPARE(statuses.count(QStringLiteral("invalid(4)")), 1);
+        QCOMPARE(table->Cell(row, 3), QStringLiteral("invalid(4)"));
     }
 
     // The host colours cells and captions before they are drawn; read-only cells start grey.

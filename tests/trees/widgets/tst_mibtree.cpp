@@ -150,11 +150,14 @@ private Q_SLOTS:
         QCOMPARE(child ? child->caption : QStringLiteral("-"), placeholder);
     }
 
-    void databaseIconReadOncePerControl()
+    // A picture once read stays with the control; a Refresh finds the icons added since.
+    void databaseIconsAndRefresh()
     {
         m_fixture->db().execute(QStringLiteral("Delete From Icons"));
+        m_fixture->addIcon(QStringLiteral("1.3.6.1.2"), png());
         m_tree->Refresh();
         QCOMPARE(row(privateOid)->icon, privateOid);
+        QCOMPARE(row(QStringLiteral("1.3.6.1.2"))->icon, QStringLiteral("1.3.6.1.2"));
         QCOMPARE(MIBTree().LookupIcon(privateOid), QStringLiteral("Unknown"));
     }
 
