@@ -35,7 +35,8 @@ CREATE TABLE MIBs (
     Imported     TEXT,
     LastUpdated  TEXT
 );
-CREATE UNIQUE INDEX MIBs_Name ON MIBs (Name);
+-- Module names are unique as spelled: MODEM-MIB and Modem-MIB are two modules.
+CREATE UNIQUE INDEX MIBs_Name ON MIBs (Name COLLATE BINARY);
 
 CREATE TABLE Enums (
     Name  TEXT COLLATE NOCASE,

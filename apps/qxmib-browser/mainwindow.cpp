@@ -670,12 +670,22 @@ void MainWindow::managerKeyDown(qint16 KeyCode)
                               tr("Delete %1 with all their object definitions from the MIB database?").arg(what))
         != QMessageBox::Yes)
         return;
-    guarded([this] {
-        Controls::call(m_managerView, "DeleteSelectedMIBs");
+    QStringList kept;
+    guarded([this, &kept] {
+        kept = Controls::result<QStringList>(m_managerView, "DeleteSelectedMIBs");
         Controls::call(m_managerView, "Refresh");
         Controls::call(m_tree, "Refresh");
     });
-    log(tr("Deleted %1.").arg(what));
+    QString text = tr("Deleted %1.").arg(what);
+    if (!kept.isEmpty())
+        text += QLatin1Char(' ')
+            + tr("The definitions of %1 remain for the objects they define too.").arg(kept.join(QStringLiteral(", ")));
+    if (auto *label = m_manager->findChild<QLabel *>(QStringLiteral("ManagerKept"))) {
+        label->setText(text);
+        label->show();
+    }
+    log(text);
+    setIdle(text);
 }
 
 QDialog *MainWindow::showManager()
@@ -697,8 +707,14 @@ QDialog *MainWindow::showManager()
         connect(refresh, &QPushButton::clicked, this, [this] { guarded([this] { Controls::call(m_managerView, "Refresh"); }); });
         connect(buttons, &QDialogButtonBox::rejected, m_manager, &QDialog::close);
         Controls::connect(m_managerView, "KeyDown(qint16)", this, "managerKeyDown(qint16)");
+        // What the last delete left: the other modules whose definitions remain.
+        auto *kept = new QLabel(m_manager);
+        kept->setObjectName(QStringLiteral("ManagerKept"));
+        kept->setWordWrap(true);
+        kept->hide();
         auto *layout = new QVBoxLayout(m_manager);
         layout->addWidget(m_managerView);
+        layout->addWidget(kept);
         layout->addWidget(buttons);
     } else {
         guarded([this] { Controls::call(m_managerView, "Refresh"); });
@@ -750,10 +766,7 @@ void MainWindow::compileAndImport(const QStringList &files)
     const QString output = QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation)
         + QStringLiteral("/compiled");
     // The MIB text the database was built from, for the imports of new modules.
-    QStringList searchPath;
-    const QString sources = QFileInfo(Globals::databasePath()).absolutePath() + QStringLiteral("/mibs");
-    if (QFileInfo(sources).isDir())
-        searchPath << sources;
+    const QStringList searchPath = MibCompiler::libraryFolders(Globals::databasePath(), Globals::componentFolder());
     log(tr("Compiling %n file(s) into %1 ...", nullptr, int(files.size())).arg(output));
     m_progress->setRange(0, 0);
     m_progress->show();
@@ -774,6 +787,11 @@ void MainWindow::refreshAfterImport(const QStringList &modules)
     QString text = tr("Imported %n module(s)", nullptr, int(modules.size()));
     if (!modules.isEmpty())
         text += QStringLiteral(": ") + modules.join(QStringLiteral(", "));
+    QStringList unfinished;
+    for (const QString &file : m_import->unfinishedFiles())
+        unfinished.append(QFileInfo(file).fileName());
+    if (!unfinished.isEmpty())
+        text += tr("; not compiled complete: %1").arg(unfinished.join(QStringLiteral(", ")));
     if (problems > 0) {
         text += tr("; %n problem(s), see the log", nullptr, problems);
         m_logDock->show();

@@ -5,6 +5,7 @@
 
 #include "core/database.h"
 #include "core/qxmiberror.h"
+#include "mibx/mibxclauses.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -30,6 +31,7 @@ QStringList MibImport::importFiles(const QStringList &files)
 {
     m_busy = true;
     m_problems = 0;
+    m_unfinished.clear();
     const QStringList modules = importAll(files);
     m_busy = false;
     Q_EMIT finished(modules);
@@ -59,6 +61,8 @@ QStringList MibImport::importAll(const QStringList &files)
         try {
             addTypes(file);
             ok = Controls::result<bool>(importer.get(), "ImportMIBXFile", file);
+            if (ok)
+                MibxClauses::apply(file);
         } catch (const QXMibError &e) {
             Q_EMIT message(QStringLiteral("%1: error %2: %3").arg(shown).arg(e.number()).arg(e.description()),
                            Problem);
@@ -68,6 +72,16 @@ QStringList MibImport::importAll(const QStringList &files)
         m_problems += errors + (ok ? 0 : 1);
         if (ok && !module.isEmpty())
             modules.append(module);
+        const int objects = importer->property("OIDCount").toInt();
+        const bool unchanged = ok && errors == 0 && objects > 0
+            && Controls::result<int>(importer.get(), "Unchanged") == objects;
+        if (unchanged) {
+            Q_EMIT message(tr("%1: module %2 unchanged: its %3 objects were imported before as they are")
+                               .arg(shown, module)
+                               .arg(objects),
+                           Info);
+            continue;
+        }
         Q_EMIT message(ok ? tr("%1: module %2, %3 objects, %4 duplicates, %5 errors")
                                 .arg(shown, module)
                                 .arg(importer->property("OIDCount").toInt())
@@ -106,7 +120,14 @@ void MibImport::compiled()
         Q_EMIT message(p.text(), Problem);
     for (const QString &failed : std::as_const(m_result.failedFiles))
         Q_EMIT message(tr("%1: no module compiled").arg(failed), Problem);
-    m_problems = int(m_result.problems.size() + m_result.failedFiles.size());
+    for (const QString &incomplete : std::as_const(m_result.incompleteFiles))
+        Q_EMIT message(tr("%1: module compiled incomplete").arg(incomplete), Problem);
+    m_unfinished = m_result.unfinishedFiles();
+    int problems = 0;
+    for (const MibCompiler::Problem &p : std::as_const(m_result.problems))
+        problems += p.severity <= 2 ? 1 : 0;
+    m_problems = problems + int(m_unfinished.size());
+    Q_EMIT message(m_result.summary(), m_unfinished.isEmpty() ? Info : Problem);
     for (int i = 0; i < m_result.modules.size(); ++i)
         Q_EMIT message(tr("compiled %1 into %2").arg(m_result.modules.at(i), m_result.outputFiles.value(i)), Info);
     const QStringList modules = importAll(m_result.outputFiles);

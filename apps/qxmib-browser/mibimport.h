@@ -34,6 +34,9 @@ public:
     bool isBusy() const { return m_busy; }
     // Files that could not be imported and objects reported by the importer, in the last run.
     int problems() const { return m_problems; }
+    // The source files of the last compile-and-import that gave no module or
+    // an incomplete one (empty after a plain import).
+    QStringList unfinishedFiles() const { return m_unfinished; }
 
 Q_SIGNALS:
     void message(const QString &text, MibImport::Kind kind);
@@ -57,4 +60,5 @@ private:
     QThread *m_thread = nullptr;
     MibCompiler::Result m_result;
     QStringList m_sources;
+    QStringList m_unfinished;
 };

@@ -45,22 +45,24 @@ int compile(const QStringList &args)
             "Usage: qxmib compile [-o DIR] [-p PATH] [--level N] [--types FILE] FILE...\n\n"
             "Compiles MIB modules from SMIv1/SMIv2 source files into MIB-X files, one\n"
             "MODULE.mibx per module, written to DIR (default: the current folder).\n"
-            "Imported modules are found among the files given, in their folders, in the\n"
-            "folders of PATH (separated by ':'), in the MIB source folder beside the\n"
-            "database (mibs/, the modules the database was built from) and in libsmi's\n"
-            "configured path. An import found nowhere is reported with its file and line.\n"
+            "Imported modules are found by the module names inside the files: among the\n"
+            "files given, in their folders, in the folders of PATH (separated by ':'), in\n"
+            "the MIB source folders beside the database and beside the library (mibs/,\n"
+            "the modules the database was built from) and in libsmi's configured path.\n"
+            "A module with an import found nowhere is not written; the import is reported\n"
+            "with its file and line. Slips net-snmp reads (a comma before '}', clauses out\n"
+            "of order, a SEQUENCE type named in lower case) are mended, with a warning.\n"
             "Each file is compiled in a separate worker process: a file that makes libsmi\n"
             "crash, hang or run out of memory is reported and the other files still compile.\n"
             "  --level N     report libsmi problems up to severity N (default 2, errors)\n"
             "  --types FILE  also write the textual conventions met as NAME<TAB>ROOT<TAB>CODE\n"
-            "Exit status 1 when a file gave no module or had problems.\n"));
+            "Exit status 0 when every file gave its module complete, 1 when some did not\n"
+            "(named in the last line), 2 for a usage error.\n"));
         return help && !args.isEmpty() ? 0 : 2;
     }
 
     // The modules the database was built from, for the imports of new ones.
-    const QString sourceFolder = QFileInfo(Globals::databasePath()).absolutePath() + QStringLiteral("/mibs");
-    if (QFileInfo(sourceFolder).isDir())
-        searchPath.append(sourceFolder);
+    searchPath += MibCompiler::libraryFolders(Globals::databasePath(), Globals::componentFolder());
 
     MibCompiler compiler;
     compiler.setSearchPath(searchPath);
@@ -79,11 +81,8 @@ int compile(const QStringList &args)
         for (const MibCompiler::TypeInfo &t : result.types)
             f.write(QStringLiteral("%1\t%2\t%3\n").arg(t.name, t.root).arg(t.code).toUtf8());
     }
-    printOut(QStringLiteral("%1 modules compiled, %2 files failed, %3 problems\n")
-                 .arg(result.modules.size())
-                 .arg(result.failedFiles.size())
-                 .arg(result.problems.size()));
-    return result.failedFiles.isEmpty() && result.problems.isEmpty() ? 0 : 1;
+    printOut(result.summary() + u'\n');
+    return result.unfinishedFiles().isEmpty() ? 0 : 1;
 }
 
 } // namespace

@@ -14,28 +14,29 @@ int deleteModules(const QStringList &args)
             "Usage: qxmib [--db PATH] delete MODULE...\n\n"
             "Deletes each module with all its object definitions from the database. The\n"
             "named values of its objects stay (other modules' objects may share them).\n"
+            "An OID that another module defines too stays resolvable: that module's\n"
+            "definition takes over, and the modules whose definitions remain are named.\n"
+            "A module is named with its case; another case is taken when none matches.\n"
             "Exit status 1 when a module was not there or could not be deleted.\n"));
         return args.isEmpty() ? 2 : 0;
     }
 
-    const QList<MIBModules::Module> modules = MIBModules::list();
     int status = 0;
     for (const QString &module : args) {
         try {
-            // Names compare without regard to case, as the database does.
-            QString listed;
-            for (const MIBModules::Module &m : modules) {
-                if (listed.isEmpty() && m.name.compare(module, Qt::CaseInsensitive) == 0)
-                    listed = m.name;
-            }
-            const int objects = MIBModules::objectCount(module);
+            // The module spelled so, else one spelled so but for letter case.
+            const QString listed = MIBModules::find(module);
+            const QString name = listed.isEmpty() ? module : listed;
+            const int objects = MIBModules::objectCount(name);
             if (listed.isEmpty() && objects == 0) {
                 printErr(QStringLiteral("qxmib delete: no module named '%1'\n").arg(module));
                 status = 1;
                 continue;
             }
-            MIBModules::remove(module);
-            printOut(QStringLiteral("Deleted %1: %2 objects\n").arg(listed.isEmpty() ? module : listed).arg(objects));
+            const QStringList kept = MIBModules::remove(name);
+            printOut(QStringLiteral("Deleted %1: %2 objects\n").arg(name).arg(objects));
+            if (!kept.isEmpty())
+                printOut(QStringLiteral("    definitions of the same OIDs remain in %1\n").arg(kept.join(QStringLiteral(", "))));
         } catch (const QXMibError &e) {
             printErr(QStringLiteral("qxmib delete: %1: error %2: %3\n").arg(module).arg(e.number()).arg(e.description()));
             status = 1;

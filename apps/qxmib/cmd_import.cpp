@@ -8,6 +8,7 @@
 #include "core/globals.h"
 #include "core/qxmiberror.h"
 #include "mibx/importmibx.h"
+#include "mibx/mibxclauses.h"
 #include "mibx/mibxdocument.h"
 
 #include <QObject>
@@ -131,7 +132,9 @@ int import(const QStringList &args)
             "Imports MIB-X files into the MIB database, one after the other. Progress lines go\n"
             "to stdout, errors to stderr, and the counters of each file follow it. The textual\n"
             "conventions a file lists under MIBX/TYPES are added to the Types table first\n"
-            "unless --no-types is given. --quiet prints only errors and the counters.\n"
+            "unless --no-types is given; the units, index lists and display hints of its\n"
+            "objects (UNITS, INDEX, DISPLAY-HINT) are put in their rows after. --quiet\n"
+            "prints only errors and the counters.\n"
             "--one-primary: afterwards, where several modules define the same OID, only the\n"
             "row of the most recently updated module stays primary, and plain nodes naming an\n"
             "object's instance (sysUpTimeInstance) give way to the object (database builds).\n"
@@ -167,17 +170,25 @@ int import(const QStringList &args)
                 printOut(QStringLiteral("    %1 new types\n").arg(types));
             bar.start(file, terminal && !quiet ? countObjects(file) : 0);
             ok = importer.ImportMIBXFile(file);
+            // Units, index lists and display hints, which the import itself passes over.
+            if (ok)
+                MibxClauses::apply(file);
         } catch (const QXMibError &e) {
             bar.clear();
             printErr(QStringLiteral("%1: error %2: %3\n").arg(file).arg(e.number()).arg(e.description()));
         }
         bar.finish();
-        printOut(QStringLiteral("%1: module %2, %3 objects, %4 duplicates, %5 errors, %6 warnings\n")
-                     .arg(file, importer.ModuleName().isEmpty() ? QStringLiteral("-") : importer.ModuleName())
-                     .arg(importer.OIDCount())
-                     .arg(importer.Duplicates())
-                     .arg(importer.Errors())
-                     .arg(importer.Warnings()));
+        if (ok && importer.Errors() == 0 && importer.OIDCount() > 0 && importer.Unchanged() == importer.OIDCount())
+            printOut(QStringLiteral("%1: module %2 unchanged: its %3 objects were imported before as they are\n")
+                         .arg(file, importer.ModuleName())
+                         .arg(importer.OIDCount()));
+        else
+            printOut(QStringLiteral("%1: module %2, %3 objects, %4 duplicates, %5 errors, %6 warnings\n")
+                         .arg(file, importer.ModuleName().isEmpty() ? QStringLiteral("-") : importer.ModuleName())
+                         .arg(importer.OIDCount())
+                         .arg(importer.Duplicates())
+                         .arg(importer.Errors())
+                         .arg(importer.Warnings()));
         if (!ok || importer.Errors() > 0)
             anyFailed = true;
     }

@@ -44,6 +44,8 @@ public:
     };
 
     void load(const Recordset &rs);
+    // Loads the first row of a Tree statement; false when it gives none.
+    bool loadFirst(const QString &statement);
     void load(const TreeDefinition *t, const QString &suffix, const QString &fullOid);
     void derive();
     // The shared connection.
@@ -110,6 +112,21 @@ QXMibOID::DetailsHandler &detailsHandler()
 }
 
 } // namespace
+
+bool QXMibOIDPrivate::loadFirst(const QString &statement)
+{
+    if (DefinitionCache *c = cache(Question::TreeRows)) {
+        const TreeDefinition *row = c->firstRow(statement);
+        if (row != nullptr)
+            load(row, QString(), row->oid);
+        return row != nullptr;
+    }
+    Recordset rs(db(), statement);
+    if (rs.eof())
+        return false;
+    load(rs);
+    return true;
+}
 
 void QXMibOIDPrivate::load(const Recordset &rs)
 {
@@ -261,24 +278,25 @@ void QXMibOID::setFullName(const QString &fullName)
         setOID(fullName);
         return;
     }
+    // Names compare with their case, as SNMP compares them: a row spelled exactly
+    // so wins; one spelled so but for letter case is taken only when there is none.
     QString statement;
+    QString exact;
     const qsizetype colon = fullName.indexOf(u':');
     if (colon >= 0) {
-        statement = QStringLiteral("Select TOP 1 * from Tree WHERE MIB = ") + Globals::dq(fullName.left(colon))
-            + QStringLiteral(" AND Name = ") + Globals::dq(fullName.mid(colon + 1));
+        const QString mib = Globals::dq(fullName.left(colon));
+        const QString name = Globals::dq(fullName.mid(colon + 1));
+        statement = QStringLiteral("Select TOP 1 * from Tree WHERE MIB = ") + mib + QStringLiteral(" AND Name = ") + name;
+        exact = statement + QStringLiteral(" AND MIB = ") + mib + QStringLiteral(" COLLATE BINARY AND Name = ") + name
+            + QStringLiteral(" COLLATE BINARY");
     } else {
-        statement = QStringLiteral("Select Top 1 * from Tree WHERE Name = ") + Globals::dq(fullName)
-            + QStringLiteral("  AND Primary=TRUE");
+        const QString name = Globals::dq(fullName);
+        statement = QStringLiteral("Select Top 1 * from Tree WHERE Name = ") + name + QStringLiteral("  AND Primary=TRUE");
+        exact = statement + QStringLiteral(" AND Name = ") + name + QStringLiteral(" COLLATE BINARY");
     }
     Clear();
-    if (DefinitionCache *cache = d->cache(Question::TreeRows)) {
-        if (const TreeDefinition *row = cache->firstRow(statement))
-            d->load(row, QString(), row->oid);
-        return;
-    }
-    Recordset rs(d->db(), statement);
-    if (!rs.eof())
-        d->load(rs);
+    if (!d->loadFirst(exact))
+        d->loadFirst(statement);
 }
 
 QString QXMibOID::LongName() const
@@ -313,16 +331,11 @@ QString QXMibOID::Name() const
 
 void QXMibOID::setName(const QString &name)
 {
+    // With its case first, as setFullName.
     const QString statement = QStringLiteral("Select * from Tree WHERE Name = ") + Globals::dq(name);
     Clear();
-    if (DefinitionCache *cache = d->cache(Question::TreeRows)) {
-        if (const TreeDefinition *row = cache->firstRow(statement))
-            d->load(row, QString(), row->oid);
-        return;
-    }
-    Recordset rs(d->db(), statement);
-    if (!rs.eof())
-        d->load(rs);
+    if (!d->loadFirst(statement + QStringLiteral(" AND Name = ") + Globals::dq(name) + QStringLiteral(" COLLATE BINARY")))
+        d->loadFirst(statement);
 }
 
 QString QXMibOID::Description() const

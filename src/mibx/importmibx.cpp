@@ -111,6 +111,7 @@ public:
     int errors = 0;
     int oidCount = 0;
     int duplicates = 0;
+    int unchanged = 0;
     QString fileName;
     QString moduleName;
     QString lastMessage;
@@ -145,6 +146,11 @@ int ImportMIBX::OIDCount() const
 int ImportMIBX::Duplicates() const
 {
     return d->duplicates;
+}
+
+int ImportMIBX::Unchanged() const
+{
+    return d->unchanged;
 }
 
 QString ImportMIBX::ModuleName() const
@@ -267,10 +273,19 @@ void ImportMIBX::importObject(const MibxNode &element)
     ++d->oidCount;
 
     Database *db = Globals::database();
+    // The module's own row of that name, spelled with the same case: Modem-MIB's
+    // mdmMib and mdmMIB are two objects.
+    const QString mib = Globals::sq(d->moduleName);
+    const QString quotedName = Globals::sq(name);
     Recordset rs(db,
-                 QStringLiteral("Select * From Tree Where MIB=") + Globals::sq(d->moduleName)
-                     + QStringLiteral(" AND Name=") + Globals::sq(name),
+                 QStringLiteral("Select * From Tree Where MIB=") + mib + QStringLiteral(" AND Name=") + quotedName
+                     + QStringLiteral(" AND MIB=") + mib + QStringLiteral(" COLLATE BINARY AND Name=") + quotedName
+                     + QStringLiteral(" COLLATE BINARY"),
                  Recordset::Mode::Updatable);
+    if (!d->types)
+        d->types = std::make_unique<OIDTypes>();
+    const OIDType *type = d->types->find(syntax);
+
     bool duplicate = false;
     if (rs.eof()) {
         rs.addNew();
@@ -278,11 +293,16 @@ void ImportMIBX::importObject(const MibxNode &element)
     } else {
         ++d->duplicates;
         duplicate = true;
+        // The same definition as before: nothing for this object changes.
+        if (rs.text(QStringLiteral("ParentOID")) == parentOid && rs.value(QStringLiteral("Index")).toInt() == index
+            && rs.text(QStringLiteral("OID")) == oid
+            && rs.value(QStringLiteral("TypeI")).toInt() == (type != nullptr ? int(type->Value()) : 0)
+            && rs.text(QStringLiteral("TypeS")) == syntax && rs.text(QStringLiteral("Description")) == description
+            && rs.value(QStringLiteral("Access")).toInt() == accessCode(access)
+            && rs.value(QStringLiteral("Status")).toInt() == statusCode(status)
+            && rs.text(QStringLiteral("Enum")) == enumName)
+            ++d->unchanged;
     }
-
-    if (!d->types)
-        d->types = std::make_unique<OIDTypes>();
-    const OIDType *type = d->types->find(syntax);
 
     rs.setValue(QStringLiteral("MIB"), d->moduleName);
     rs.setValue(QStringLiteral("Name"), name);
@@ -332,7 +352,8 @@ void ImportMIBX::writeModule()
             lastUpdated = convertDate(c.text());
     }
 
-    Recordset rs(Globals::database(), QStringLiteral("Select * From MIBs Where Name=") + Globals::sq(name),
+    Recordset rs(Globals::database(),
+                 QStringLiteral("Select * From MIBs Where Name=") + Globals::sq(name) + QStringLiteral(" COLLATE BINARY"),
                  Recordset::Mode::Updatable);
     if (rs.eof())
         rs.addNew();
@@ -408,19 +429,24 @@ bool ImportMIBX::ConvertOID(const QString &oidText, QString &result)
 
 bool ImportMIBX::LookupOID(const QString &name, QString &oid)
 {
-    const QString statement = QStringLiteral("Select * From Tree Where Name=") + Globals::sq(name);
-    if (DefinitionCache *cache = DefinitionCache::answering(Globals::database(), DefinitionCache::Question::TreeRows)) {
-        const TreeDefinition *row = cache->firstRow(statement);
-        if (row == nullptr)
-            return false;
-        oid = row->oid;
-        return true;
+    // A descriptor spelled with its case first, then any row spelled so but for case.
+    const QString any = QStringLiteral("Select * From Tree Where Name=") + Globals::sq(name);
+    const QString exact = any + QStringLiteral(" AND Name=") + Globals::sq(name) + QStringLiteral(" COLLATE BINARY");
+    for (const QString &statement : {exact, any}) {
+        if (DefinitionCache *cache = DefinitionCache::answering(Globals::database(), DefinitionCache::Question::TreeRows)) {
+            if (const TreeDefinition *row = cache->firstRow(statement)) {
+                oid = row->oid;
+                return true;
+            }
+            continue;
+        }
+        Recordset rs(Globals::database(), statement);
+        if (!rs.eof()) {
+            oid = rs.text(QStringLiteral("OID"));
+            return true;
+        }
     }
-    Recordset rs(Globals::database(), statement);
-    if (rs.eof())
-        return false;
-    oid = rs.text(QStringLiteral("OID"));
-    return true;
+    return false;
 }
 
 int ImportMIBX::accessCode(const QString &access)

@@ -37,8 +37,12 @@ public:
     int Warnings() const;
     // Object definitions with an OID that reached the database, new or duplicate.
     int OIDCount() const;
-    // Object definitions that overwrote a Tree row of the same module and name.
+    // Object definitions that overwrote a Tree row of the same module and name
+    // (spelled with the same case).
     int Duplicates() const;
+    // Duplicates whose row held the very same definition already (a re-import
+    // that changes nothing has as many as OIDCount).
+    Q_INVOKABLE int Unchanged() const;
     // The module name of the last file that got as far as naming it.
     QString ModuleName() const;
 
@@ -51,7 +55,8 @@ public:
     // Turns a MIB-X OID text (numbers, name(number), iso/org/dod/internet,
     // descriptors known to the database) into dotted numbers appended to result.
     Q_INVOKABLE bool ConvertOID(const QString &oidText, QString &result);
-    // The OID of the first Tree row with that descriptor, in any module.
+    // The OID of the first Tree row with that descriptor, in any module: one
+    // spelled with the same case first, else one that differs only in case.
     Q_INVOKABLE bool LookupOID(const QString &name, QString &oid);
 
     // Access and status codes of the Tree table for the clause texts.

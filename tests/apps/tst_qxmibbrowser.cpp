@@ -6,9 +6,14 @@
 
 #include "core/messagesink.h"
 #include "snmp/localagent.h"
+#include "core/qxmiboid.h"
 
 #include <QAbstractItemView>
+#include <QApplication>
 #include <QDialog>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QTimer>
 #include <QLabel>
 #include <QSettings>
 #include <QtTest>
@@ -99,6 +104,73 @@ private Q_SLOTS:
         QTRY_VERIFY(gridHas(manager->findChild<QAbstractItemView *>(QStringLiteral("MIBList")),
                             QStringLiteral("ACME-MIB")));
         QCOMPARE(m_messages, QStringList());
+    }
+
+    // Sources compiled and imported with a database in a folder of its own: the
+    // base modules come from the MIB text beside the library; a module whose
+    // import is found nowhere is named in the banner, and no empty module lands.
+    void compileAndImportBanner()
+    {
+        const QString libraryMibs = qEnvironmentVariable("QXMIB_BINARY_DIR") + QStringLiteral("/lib/mibs");
+        if (!QFile::exists(libraryMibs + QStringLiteral("/SNMPv2-SMI.mib")))
+            QSKIP("The default database's MIB text (QXMIB_BUILD_DEFAULT_DB) is not in the build folder");
+        QTemporaryDir dir;
+        auto source = [&](const QString &name, const QByteArray &text) {
+            QFile f(dir.filePath(name));
+            f.open(QIODevice::WriteOnly);
+            f.write(text);
+            return f.fileName();
+        };
+        const QString good = source(QStringLiteral("good.txt"),
+                                    "GOOD-MIB DEFINITIONS ::= BEGIN\n"
+                                    "IMPORTS OBJECT-TYPE, Counter32, enterprises FROM SNMPv2-SMI;\n"
+                                    "goodRoot OBJECT IDENTIFIER ::= { enterprises 424260 }\n"
+                                    "goodCount OBJECT-TYPE SYNTAX Counter32 MAX-ACCESS read-only STATUS current\n"
+                                    " DESCRIPTION \"c\" ::= { goodRoot 1 }\nEND\n");
+        const QString bad = source(QStringLiteral("bad.txt"), "BAD-MIB DEFINITIONS ::= BEGIN\n"
+                                                              "IMPORTS nowhere FROM NO-SUCH-MIB;\n"
+                                                              "badRoot OBJECT IDENTIFIER ::= { nowhere 1 }\nEND\n");
+        MainWindow &w = *m_window;
+        m_window->compileAndImport({good, bad});
+        QTRY_VERIFY_WITH_TIMEOUT(w.notice().startsWith(QStringLiteral("Imported")), 60000);
+        QVERIFY2(w.notice().startsWith(QStringLiteral("Imported 1 module(s): GOOD-MIB; not compiled complete: bad.txt")),
+                 qPrintable(w.notice()));
+        QXMibOID record;
+        record.setName(QStringLiteral("goodCount"));
+        QCOMPARE(record.TypeString(), QStringLiteral("Counter32"));
+        record.setFullName(QStringLiteral("BAD-MIB:badRoot"));
+        QCOMPARE(record.OID(), QString());
+        m_messages.clear();
+
+        // Deleted in the MIB manager, a module that shares OIDs with another says
+        // that the other's definitions remain; its objects still resolve.
+        QByteArray shared = acme;
+        const QString copy = source(QStringLiteral("acme2.mibx"), shared.replace("ACME-MIB", "ACME2-MIB"));
+        QCOMPARE(w.importFiles({copy}), QStringList{QStringLiteral("ACME2-MIB")});
+        QDialog *manager = w.showManager();
+        QVERIFY(manager != nullptr);
+        auto *list = manager->findChild<QAbstractItemView *>(QStringLiteral("MIBList"));
+        QTRY_VERIFY(gridHas(list, QStringLiteral("ACME2-MIB")));
+        QObject *view = list->parent();
+        while (view != nullptr && !view->property("SelectedMIB").isValid())
+            view = view->parent();
+        QVERIFY(view != nullptr);
+        for (int row = 1; row <= view->property("MIBCount").toInt(); ++row) {
+            view->setProperty("Row", row);
+            if (view->property("SelectedMIB").toString() == QLatin1String("ACME2-MIB"))
+                break;
+        }
+        QCOMPARE(view->property("SelectedMIB").toString(), QStringLiteral("ACME2-MIB"));
+        QTimer::singleShot(0, this, [] {
+            if (auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget()))
+                box->button(QMessageBox::Yes)->click();
+        });
+        QMetaObject::invokeMethod(&w, "managerKeyDown", Q_ARG(qint16, 46));
+        QCOMPARE(manager->findChild<QLabel *>(QStringLiteral("ManagerKept"))->text(),
+                 QStringLiteral("Deleted ACME2-MIB. The definitions of ACME-MIB remain for the objects they define too."));
+        record.setName(QStringLiteral("acmeState"));
+        QCOMPARE(record.MIB(), QStringLiteral("ACME-MIB"));
+        manager->close();
     }
 
     void failures_data()

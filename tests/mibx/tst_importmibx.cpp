@@ -5,6 +5,8 @@
 #include "core/qxmiberror.h"
 #include "core/qxmiboid.h"
 #include "mibx/importmibx.h"
+#include "mibx/mibmodules.h"
+#include "mibx/mibxclauses.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -246,6 +248,140 @@ private Q_SLOTS:
         // The same (name, value) pair has its label replaced, not a second row.
         QCOMPARE(count(QStringLiteral("Enums Where Name='a1'")), 1);
         QCOMPARE(columns(QStringLiteral("Select * From Enums Where Name='a1'"), {"Enum"}), QStringLiteral("enabled"));
+    }
+
+    // Two modules define the same objects (an old module and its successor): delete
+    // either, import it again, delete the other; every OID a module still defines
+    // resolves by number and name, and stays in the tree under its parent.
+    void deleteAndReimport_data()
+    {
+        QTest::addColumn<QString>("first");
+        QTest::addColumn<QString>("second");
+        QTest::newRow("old module first") << "OLD-MIB" << "NEW-MIB";
+        QTest::newRow("new module first") << "NEW-MIB" << "OLD-MIB";
+    }
+    void deleteAndReimport()
+    {
+        const QByteArray shared = "<things><OID>1.3.6.1.4.1.88</OID></things><thingName><OID>things.1</OID></thingName>";
+        const QByteArray oldFile = QByteArray(head).replace("TEST-MIB", "OLD-MIB") + "<TREE>" + shared
+            + "<oldOnly><OID>things.2</OID></oldOnly></TREE></MIBX>";
+        const QByteArray newFile = QByteArray(head).replace("TEST-MIB", "NEW-MIB") + "<TREE>" + shared
+            + "<newOnly><OID>things.3</OID></newOnly></TREE></MIBX>";
+        const QHash<QString, QString> files{{QStringLiteral("OLD-MIB"), write(oldFile, QStringLiteral("old.mibx"))},
+                                            {QStringLiteral("NEW-MIB"), write(newFile, QStringLiteral("new.mibx"))}};
+        for (const QString &file : files)
+            QVERIFY(ImportMIBX().ImportMIBXFile(file));
+        // As a database build leaves them: one primary row per OID.
+        m_db->db().execute(QStringLiteral("Update Tree Set Primary=FALSE Where MIB='OLD-MIB' AND Name<>'oldOnly'"));
+
+        auto allResolve = [](const QStringList &names) {
+            for (const QString &name : names) {
+                QXMibOID byName;
+                byName.setName(name);
+                QXMibOID byOid;
+                byOid.setOID(byName.OID());
+                QXMibOID parent;
+                parent.setOID(byName.ParentOID());
+                if (byName.OID().isEmpty() || byOid.Name() != name || parent.Name().isEmpty()
+                    || count(QStringLiteral("Tree Where Primary<>0 AND OID='%1'").arg(byName.OID())) == 0)
+                    return name;
+            }
+            return QString();
+        };
+        QFETCH(QString, first);
+        QFETCH(QString, second);
+        const QString firstOnly = first == QLatin1String("OLD-MIB") ? QStringLiteral("oldOnly") : QStringLiteral("newOnly");
+        const QString secondOnly = firstOnly == QLatin1String("oldOnly") ? QStringLiteral("newOnly") : QStringLiteral("oldOnly");
+
+        QCOMPARE(MIBModules::remove(first), QStringList{second});
+        QCOMPARE(allResolve({"things", "thingName", secondOnly}), QString());
+        QVERIFY(ImportMIBX().ImportMIBXFile(files.value(first)));
+        QCOMPARE(MIBModules::remove(second), QStringList{first});
+        QCOMPARE(allResolve({"things", "thingName", firstOnly}), QString());
+        QCOMPARE(count(QStringLiteral("Tree Where Name='%1'").arg(secondOnly)), 0);
+    }
+
+    // Names that differ only in letter case are different names: each resolves to
+    // its own object; another case finds one only where no exact spelling exists.
+    void namesWithTheirCase_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("oid");
+        QTest::newRow("object of one module") << "mdmMib" << "1.3.6.1.2.1.38.1";
+        QTest::newRow("same name but for case") << "mdmMIB" << "1.3.6.1.2.1.38";
+        QTest::newRow("in another module") << "freeRadius" << "1.3.6.1.4.1.11344.1";
+        QTest::newRow("and in the first") << "freeradius" << "1.3.6.1.4.1.11344";
+        QTest::newRow("module names with their case") << "MODEM-MIB:freeRadius" << "1.3.6.1.4.1.11344.1";
+        QTest::newRow("module spelled otherwise") << "Modem-MIB:mdmMib" << "1.3.6.1.2.1.38.1";
+        QTest::newRow("no exact spelling") << "MDMCOUNT" << "1.3.6.1.2.1.38.2";
+    }
+    void namesWithTheirCase()
+    {
+        const QByteArray modem = QByteArray(head).replace("TEST-MIB", "Modem-MIB")
+            + "<TREE><mdmMIB><OID>1.3.6.1.2.1.38</OID></mdmMIB><mdmMib><OID>mdmMIB.1</OID></mdmMib>"
+              "<mdmCount><OID>mdmMIB.2</OID></mdmCount><freeradius><OID>1.3.6.1.4.1.11344</OID></freeradius>"
+              "</TREE></MIBX>";
+        const QByteArray upper = QByteArray(head).replace("TEST-MIB", "MODEM-MIB")
+            + "<TREE><freeRadius><OID>freeradius.1</OID></freeRadius></TREE></MIBX>";
+        ImportMIBX importer;
+        QVERIFY(importer.ImportMIBXFile(write(modem, QStringLiteral("modem.mibx"))));
+        QVERIFY(importer.ImportMIBXFile(write(upper, QStringLiteral("upper.mibx"))));
+        QCOMPARE(importer.Duplicates(), 0);
+        QCOMPARE(MIBModules::objectCount(QStringLiteral("Modem-MIB")), 4);
+        QCOMPARE(MIBModules::find(QStringLiteral("MODEM-MIB")), QStringLiteral("MODEM-MIB"));
+        QCOMPARE(MIBModules::find(QStringLiteral("modem-mib")).toUpper(), QStringLiteral("MODEM-MIB"));
+
+        QFETCH(QString, text);
+        QXMibOID record;
+        if (text.contains(u':'))
+            record.setFullName(text);
+        else
+            record.setName(text);
+        QTEST(record.OID(), "oid");
+
+        // Imported again as it is, the module says nothing changed.
+        ImportMIBX again;
+        QVERIFY(again.ImportMIBXFile(write(modem, QStringLiteral("modem.mibx"))));
+        QCOMPARE(again.Unchanged(), 4);
+        QCOMPARE(again.OIDCount(), 4);
+    }
+
+    // UNITS, INDEX and DISPLAY-HINT, which the import passes over, reach the rows
+    // after it, also where another module defines the same OID.
+    void clauses_data()
+    {
+        QTest::addColumn<QByteArray>("object");
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("row"); // Units|IndexBy|Parse
+        QTest::newRow("units") << QByteArray("<memTotal><OID>1.3.6.1.4.1.90.1</OID><SYNTAX>Integer32</SYNTAX>"
+                                             "<UNITS>kB</UNITS></memTotal>")
+                               << "memTotal" << "kB||";
+        QTest::newRow("index list of a row")
+            << QByteArray("<xEntry><OID>1.3.6.1.4.1.90.2.1</OID><SYNTAX>XEntry</SYNTAX><INDEX>xIf, xAddr</INDEX></xEntry>")
+            << "xEntry" << "|xIf, xAddr|";
+        QTest::newRow("hint the renderer knows")
+            << QByteArray("<xMac><OID>1.3.6.1.4.1.90.3</OID><SYNTAX>MyMac</SYNTAX><DISPLAY-HINT>1x:</DISPLAY-HINT></xMac>")
+            << "xMac" << "||PhysAddress";
+        QTest::newRow("hint it does not")
+            << QByteArray("<xText><OID>1.3.6.1.4.1.90.4</OID><SYNTAX>T</SYNTAX><DISPLAY-HINT>255a</DISPLAY-HINT></xText>")
+            << "xText" << "||";
+        QTest::newRow("OID another module defines too")
+            << QByteArray("<sysName><OID>1.3.6.1.2.1.1.5</OID><SYNTAX>DisplayString</SYNTAX><UNITS>names</UNITS></sysName>")
+            << "sysName" << "names||";
+    }
+    void clauses()
+    {
+        QFETCH(QByteArray, object);
+        QFETCH(QString, name);
+        const QString file = write(mibx(object));
+        QVERIFY(ImportMIBX().ImportMIBXFile(file));
+        QCOMPARE(MibxClauses::apply(file), name == QLatin1String("xText") ? 0 : 1);
+        QTEST(columns(QStringLiteral("Select * From Tree Where MIB='TEST-MIB' AND Name='%1'").arg(name),
+                      {"Units", "IndexBy", "Parse"}),
+              "row");
+        // The other module's row of the same OID keeps what it had.
+        QCOMPARE(columns(QStringLiteral("Select * From Tree Where MIB='SNMPv2-MIB' AND Name='sysName'"), {"Units"}),
+                 QString());
     }
 
     void convertOID_data()

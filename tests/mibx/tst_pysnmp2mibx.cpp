@@ -69,6 +69,7 @@ private Q_SLOTS:
         convert.start(QStringLiteral(QXMIB_PYTHON3),
                       {qEnvironmentVariable("QXMIB_SOURCE_DIR") + QStringLiteral("/tools/pysnmpmibs/pysnmp2mibx.py"),
                        QStringLiteral("--pythonpath"), python, QStringLiteral("-o"), m_dir.filePath(QStringLiteral("pysnmp")),
+                       QStringLiteral("--text"), m_dir.filePath(QStringLiteral("pysnmp-text")),
                        QStringLiteral("IF-MIB"), QStringLiteral("SNMPv2-MIB")});
         QVERIFY(convert.waitForFinished(60000));
         QVERIFY2(convert.exitCode() == 0, convert.readAllStandardError().constData());
@@ -80,6 +81,31 @@ private Q_SLOTS:
             {text + QStringLiteral("/IF-MIB.mib"), text + QStringLiteral("/SNMPv2-MIB.mib")}, m_dir.filePath(QStringLiteral("text")));
         QCOMPARE(r.outputFiles.size(), 2);
         m_text = import(r.outputFiles);
+    }
+
+    // The module text written from pysnmp's compiled modules, compiled as any
+    // module text is, gives what their own text gives: names, OIDs, types, access.
+    void writtenText()
+    {
+        MibCompiler compiler;
+        compiler.setSearchPath({qEnvironmentVariable("QXMIB_BINARY_DIR") + QStringLiteral("/mib-sources/sources/npm")});
+        const MibCompiler::Result r = compiler.compile({m_dir.filePath(QStringLiteral("pysnmp-text/IF-MIB.txt")),
+                                                        m_dir.filePath(QStringLiteral("pysnmp-text/SNMPv2-MIB.txt"))},
+                                                       m_dir.filePath(QStringLiteral("written")));
+        QVERIFY2(r.unfinishedFiles().isEmpty(), qPrintable(r.summary()));
+        const Rows written = import(r.outputFiles);
+        QStringList differences;
+        for (auto module = m_text.cbegin(); module != m_text.cend(); ++module) {
+            for (auto it = module->cbegin(); it != module->cend(); ++it) {
+                const Row other = written.value(module.key()).value(it.key());
+                // Groups and compliances are written as plain identifiers: access for typed objects only.
+                if (other.oid != it->oid || other.typeS != it->typeS
+                    || (!it->typeS.isEmpty() && other.access != it->access))
+                    differences << QStringLiteral("%1 %2|%3|%4 (written: %5|%6|%7)")
+                                       .arg(it.key(), it->oid, it->typeS, it->access, other.oid, other.typeS, other.access);
+            }
+        }
+        QVERIFY2(differences.isEmpty(), qPrintable(differences.join(QStringLiteral("; "))));
     }
 
     // differences: the objects whose column differs, "*" for every object the text states it for.

@@ -1,7 +1,8 @@
 #include "mibcompiler.h"
 
-#include "mibsource.h"
 #include "compilerequest.h"
+#include "mibrepair.h"
+#include "mibsource.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -18,6 +19,8 @@
 
 namespace {
 const char workerName[] = "qxmib-compile-worker";
+// Larger files in a search folder are no MIB modules anyone wrote by hand.
+constexpr qint64 maxSourceSize = 16 << 20;
 }
 
 // What one compile() call has gathered across the workers it started.
@@ -30,7 +33,8 @@ struct MibCompiler::Run
 
 QString MibCompiler::Problem::text() const
 {
-    return QStringLiteral("%1:%2: %3").arg(file).arg(line).arg(message);
+    // What libsmi reads past, and what the repair pass mended, is a warning.
+    return QStringLiteral("%1:%2: %3%4").arg(file).arg(line).arg(severity >= 3 ? QStringLiteral("warning: ") : QString(), message);
 }
 
 MibCompiler::MibCompiler() = default;
@@ -38,6 +42,40 @@ MibCompiler::MibCompiler() = default;
 QString MibCompiler::moduleNameOf(const QString &sourceFile)
 {
     return MibSource::read(sourceFile).module();
+}
+
+QStringList MibCompiler::libraryFolders(const QString &databaseFile, const QString &componentFolder)
+{
+    QStringList folders;
+    for (const QString &base : {QFileInfo(databaseFile).absolutePath(), componentFolder}) {
+        const QString folder = QDir(base).filePath(QStringLiteral("mibs"));
+        if (!base.isEmpty() && QFileInfo(folder).isDir() && !folders.contains(QDir::cleanPath(folder)))
+            folders.append(QDir::cleanPath(folder));
+    }
+    return folders;
+}
+
+QStringList MibCompiler::Result::unfinishedFiles() const
+{
+    QStringList files = failedFiles + incompleteFiles;
+    files.removeDuplicates();
+    return files;
+}
+
+QString MibCompiler::Result::summary() const
+{
+    QString text = QStringLiteral("%1 modules compiled").arg(modules.size());
+    const QStringList unfinished = unfinishedFiles();
+    if (unfinished.isEmpty())
+        return text + QStringLiteral(", all complete");
+    QStringList names;
+    for (const QString &f : unfinished)
+        names.append(QFileInfo(f).fileName());
+    if (!incompleteFiles.isEmpty())
+        text += QStringLiteral(", %1 of them incomplete").arg(incompleteFiles.size());
+    return text + QStringLiteral("; %1 files not compiled complete: %2")
+                      .arg(unfinished.size())
+                      .arg(names.join(QStringLiteral(", ")));
 }
 
 QString MibCompiler::workerProgram() const
@@ -58,13 +96,30 @@ MibCompiler::Result MibCompiler::compile(const QStringList &files, const QString
     CompileRequest &request = run.request;
 
     // libsmi finds an imported module by file name; sources are often named
-    // otherwise (IF-MIB.mib, rfc2863.txt), so each one given is linked under
-    // its module's name in a folder searched first.
+    // otherwise (IF-MIB.mib, rfc2863.txt, PCMK-MIB.txt for PACEMAKER-MIB), so
+    // every module of the files given and of the search folders is linked
+    // under its module name in a folder searched first: the files given first,
+    // then the folders in order, the first file of a module winning. A file
+    // with slips that libsmi refuses is put there mended instead (MibRepair).
     QTemporaryDir links;
     QHash<QString, QString> linkTargets; // link path -> real path
     request.givenFolder = links.path();
     request.path.append(links.path());
     QSet<QString> modulesSeen;
+    auto enter = [&](const QString &file, const QString &module) {
+        modulesSeen.insert(module);
+        const QString link = links.filePath(module);
+        QFile in(file);
+        QList<MibRepair::Fix> fixes;
+        const QByteArray text = in.open(QIODevice::ReadOnly) ? in.readAll() : QByteArray();
+        const QByteArray mended = MibRepair::repair(text, &fixes);
+        QFile out(link);
+        if (fixes.isEmpty() || !out.open(QIODevice::WriteOnly) || out.write(mended) != mended.size())
+            QFile::link(QFileInfo(file).absoluteFilePath(), link);
+        linkTargets.insert(link, file);
+        for (const MibRepair::Fix &f : std::as_const(fixes))
+            run.result.problems.append({file, f.line, 5, f.what});
+    };
     for (const QString &file : files) {
         const QFileInfo info(file);
         const QString module = MibSource::read(file).module();
@@ -77,16 +132,24 @@ MibCompiler::Result MibCompiler::compile(const QStringList &files, const QString
         }
         if (modulesSeen.contains(module))
             continue;
-        modulesSeen.insert(module);
-        const QString link = links.filePath(module);
-        QFile::link(info.absoluteFilePath(), link);
-        linkTargets.insert(link, file);
+        enter(file, module);
         request.sources.append({module, file});
         if (!request.path.contains(info.absolutePath()))
             request.path.append(info.absolutePath());
     }
     for (const QString &folder : std::as_const(m_searchPath))
         request.path.append(QFileInfo(folder).absoluteFilePath());
+    request.path.removeDuplicates();
+    for (int i = 1; i < request.path.size(); ++i) {
+        const QFileInfoList entries = QDir(request.path.at(i)).entryInfoList(QDir::Files | QDir::Readable, QDir::Name);
+        for (const QFileInfo &entry : entries) {
+            if (entry.size() > maxSourceSize)
+                continue;
+            const QString module = MibSource::read(entry.filePath()).module();
+            if (!module.isEmpty() && !modulesSeen.contains(module))
+                enter(entry.filePath(), module);
+        }
+    }
     request.outputDir = QFileInfo(outputDir).absoluteFilePath();
     request.errorLevel = m_errorLevel;
     request.compiled = m_compiled.isValid() ? m_compiled : QDateTime::currentDateTime();
@@ -156,6 +219,8 @@ int MibCompiler::runWorker(Run &run, int first)
                     result.types.append({name, t.at(1).toString(), t.at(2).toInt()});
                 }
             }
+        } else if (record.contains(QLatin1String("incomplete"))) {
+            result.incompleteFiles.append(sources.at(first + record.value(QLatin1String("incomplete")).toInt()).file);
         } else if (record.contains(QLatin1String("failed"))) {
             result.failedFiles.append(sources.at(first + record.value(QLatin1String("failed")).toInt()).file);
         }

@@ -7,9 +7,11 @@
 
 // Compiles MIB modules from SMIv1/SMIv2 source text into MIB-X files, one file
 // per module, named after the module with the extension ".mibx". Imports are
-// resolved from the modules of the files given (whatever their file names),
+// resolved by module name (whatever the file names) from the files given,
 // their folders, the search path set here and libsmi's configured path; an
-// import found in none of them is reported with the file and line that name it.
+// import found in none of them is reported with the file and line that name it,
+// and the module that needs it is not written. Slips in the text that libsmi
+// refuses and net-snmp reads are mended first (MibRepair), each one reported.
 //
 // libsmi runs in a worker process (qxmib-compile-worker) that compile() starts
 // and waits for: a file on which libsmi crashes, hangs past the time limit or
@@ -32,6 +34,7 @@ public:
         int line = 0;
         int severity = 0; // libsmi's: 0 internal, 1 major, 2 error, 3 minor, 4 style, 5 warning, 6 info
         QString message;
+        // "file:line: message", with "warning: " before the message from severity 3 on.
         QString text() const;
     };
 
@@ -47,8 +50,16 @@ public:
         QStringList modules;     // compiled, in the order of the files given
         QStringList outputFiles; // the .mibx files written
         QStringList failedFiles; // sources that gave no module
+        // Sources whose module was written without all of its text: syntax
+        // errors libsmi read past, objects whose OID does not resolve.
+        QStringList incompleteFiles;
         QList<Problem> problems;
         QList<TypeInfo> types;   // all textual conventions met, each once
+
+        // The failed and incomplete files, each once.
+        QStringList unfinishedFiles() const;
+        // "N modules compiled, all complete", or with the files that were not.
+        QString summary() const;
     };
 
     MibCompiler();
@@ -71,6 +82,10 @@ public:
     // Compiles every module of the files into outputDir (created when missing).
     // A file whose module appeared in an earlier file of the list is skipped.
     Result compile(const QStringList &files, const QString &outputDir);
+
+    // The MIB text folders a compiler always searches: mibs/ beside the
+    // database file and mibs/ beside the library, those that exist, each once.
+    static QStringList libraryFolders(const QString &databaseFile, const QString &componentFolder);
 
     // The module name a source text defines first ("NAME DEFINITIONS ::= BEGIN"), or empty.
     static QString moduleNameOf(const QString &sourceFile);

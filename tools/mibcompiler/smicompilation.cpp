@@ -45,6 +45,7 @@ struct ProblemCollector
     int dropped = 0;
     QSet<QString> filesWithSyntaxErrors;
     QSet<QString> missingModules; // reported by our own check already
+    QMultiHash<QString, QString> unimported; // file -> "symbol (from MODULE)" it could not import
 
     void report(const QJsonObject &record)
     {
@@ -69,6 +70,11 @@ extern "C" void collectProblem(char *path, int line, int severity, char *msg, ch
     static const QLatin1String notLocated("failed to locate MIB module `");
     if (message.startsWith(notLocated) && collector->missingModules.contains(message.mid(notLocated.size()).chopped(1)))
         return;
+    // "identifier `X' cannot be imported from module `M'"
+    static const QRegularExpression notExported(QStringLiteral("^identifier `([^']*)' cannot be imported from module `([^']*)'"));
+    const QRegularExpressionMatch unexported = notExported.match(message);
+    if (unexported.hasMatch())
+        collector->unimported.insert(file, QStringLiteral("%1 (from %2)").arg(unexported.captured(1), unexported.captured(2)));
     if (severity <= collector->level)
         collector->report(problemRecord(file, line, severity, message));
 }
@@ -283,6 +289,7 @@ public:
                                          for (const auto &u : unresolved) {
                                              if (o.arcs.size() >= u.size()
                                                  && std::equal(u.begin(), u.end(), o.arcs.begin())) {
+                                                 ++m_skipped;
                                                  problem(QStringLiteral("the OID of %1 cannot be resolved; skipped")
                                                              .arg(fromC(o.node->name)),
                                                          smiGetNodeLine(o.node));
@@ -352,6 +359,8 @@ public:
     }
 
     QList<TypeInfo> types() const { return m_types; }
+    // Objects left out: OIDs that do not resolve, names XML cannot hold.
+    int skipped() const { return m_skipped; }
 
 private:
     void optional(QXmlStreamWriter &xml, const QString &tag, const QString &text)
@@ -363,6 +372,25 @@ private:
     void problem(const QString &message, int line = 0)
     {
         collector->report(problemRecord(fromC(m_module->path), line, 2, message));
+    }
+
+    // The INDEX columns of a row, or of the row it AUGMENTS, as "a, b".
+    static QString indexOf(SmiNode *row)
+    {
+        SmiNode *indexed = row;
+        for (int hops = 0; indexed != nullptr && indexed->indexkind != SMI_INDEX_INDEX && hops < 8; ++hops)
+            indexed = indexed->indexkind == SMI_INDEX_AUGMENT || indexed->indexkind == SMI_INDEX_SPARSE
+                    || indexed->indexkind == SMI_INDEX_EXPAND
+                ? smiGetRelatedNode(indexed)
+                : nullptr;
+        QStringList names;
+        if (indexed != nullptr) {
+            for (SmiElement *e = smiGetFirstElement(indexed); e != nullptr; e = smiGetNextElement(e)) {
+                if (SmiNode *column = smiGetElementNode(e))
+                    names.append(fromC(column->name));
+            }
+        }
+        return names.join(QStringLiteral(", "));
     }
 
     void meetType(SmiType *type)
@@ -384,6 +412,7 @@ private:
     {
         const QString name = fromC(node->name);
         if (!isXmlName(name)) {
+            ++m_skipped;
             problem(QStringLiteral("'%1' cannot be written as an element name; skipped").arg(name),
                     smiGetNodeLine(node));
             return;
@@ -398,9 +427,23 @@ private:
         if (!status.isEmpty())
             xml.writeTextElement(QStringLiteral("STATUS"), status);
         optional(xml, QStringLiteral("DESCRIPTION"), fromC(node->description));
+        // Beyond what the import reads: the units, the index list of a row and
+        // the display hint, which the importing tools put in the database after.
+        if (node->nodekind == SMI_NODEKIND_ROW)
+            optional(xml, QStringLiteral("INDEX"), indexOf(node));
 
         if (node->nodekind == SMI_NODEKIND_SCALAR || node->nodekind == SMI_NODEKIND_COLUMN) {
             SmiType *type = smiGetNodeType(node);
+            QString units = fromC(node->units);
+            QString hint = fromC(node->format);
+            for (SmiType *t = type; t != nullptr && (units.isEmpty() || hint.isEmpty()); t = smiGetParentType(t)) {
+                if (units.isEmpty())
+                    units = fromC(t->units);
+                if (hint.isEmpty())
+                    hint = fromC(t->format);
+            }
+            optional(xml, QStringLiteral("UNITS"), units);
+            optional(xml, QStringLiteral("DISPLAY-HINT"), hint);
             meetType(type);
             if (type != nullptr
                 && (type->basetype == SMI_BASETYPE_ENUM || type->basetype == SMI_BASETYPE_BITS)) {
@@ -429,6 +472,7 @@ private:
     QDateTime m_compiled;
     QList<TypeInfo> m_types;
     QSet<QString> m_seenTypes;
+    int m_skipped = 0;
 };
 
 } // namespace
@@ -470,26 +514,49 @@ void SmiCompilation::run(const CompileRequest &request)
         m_sink(QJsonObject{{QStringLiteral("begin"), i}});
         problems.reported = 0;
         problems.dropped = 0;
-        problems.missingModules.unite(checkImports(request, source, folders));
 
-        // Loading by module name lets libsmi reuse a module already loaded as an import.
-        char *loaded = smiLoadModule(source.module.toLatin1().constData());
-        SmiModule *m = loaded != nullptr ? smiGetModule(loaded) : nullptr;
-        // After a syntax error libsmi keeps a half-built module whose node list
-        // cannot be walked safely; such a module is reported and left out.
+
+        const QSet<QString> missing = checkImports(request, source, folders);
+        problems.missingModules.unite(missing);
         bool written = false;
-        if (m != nullptr && !problems.filesWithSyntaxErrors.contains(fromC(m->path))) {
-            const QString out = QDir(request.outputDir).filePath(fromC(m->name) + QStringLiteral(".mibx"));
-            ModuleWriter writer(m, compiled);
-            if (writer.write(out)) {
-                QJsonArray types;
-                for (const TypeInfo &t : writer.types())
-                    types.append(QJsonArray{t.name, t.root, t.code});
-                m_sink(QJsonObject{{QStringLiteral("module"), fromC(m->name)},
-                                   {QStringLiteral("output"), out},
-                                   {QStringLiteral("types"), types}});
-                written = true;
+        if (missing.isEmpty()) {
+            // Loading by module name lets libsmi reuse a module already loaded as an import.
+            char *loaded = smiLoadModule(source.module.toLatin1().constData());
+            SmiModule *m = loaded != nullptr ? smiGetModule(loaded) : nullptr;
+            // After a syntax error libsmi keeps a half-built module whose node
+            // list cannot be walked safely; such a module is reported and left
+            // out. Errors libsmi reads past (redefinitions, unknown types, ...)
+            // leave a module that is written, and reported as incomplete where
+            // objects or imports are missing.
+            const QStringList unimported = m != nullptr ? problems.unimported.values(fromC(m->path)) : QStringList();
+            if (m != nullptr && problems.filesWithSyntaxErrors.contains(fromC(m->path))) {
+                m_sink(problemRecord(source.file, 0, 1,
+                                     QStringLiteral("%1 not compiled: syntax errors").arg(source.module)));
+            } else if (m != nullptr && !unimported.isEmpty()) {
+                m_sink(problemRecord(source.file, 0, 1,
+                                     QStringLiteral("%1 not compiled: its imports %2 were not found")
+                                         .arg(source.module, unimported.join(QStringLiteral(", ")))));
+            } else if (m != nullptr) {
+                const QString out = QDir(request.outputDir).filePath(fromC(m->name) + QStringLiteral(".mibx"));
+                ModuleWriter writer(m, compiled);
+                if (writer.write(out)) {
+                    QJsonArray types;
+                    for (const TypeInfo &t : writer.types())
+                        types.append(QJsonArray{t.name, t.root, t.code});
+                    m_sink(QJsonObject{{QStringLiteral("module"), fromC(m->name)},
+                                       {QStringLiteral("output"), out},
+                                       {QStringLiteral("types"), types}});
+                    written = true;
+                    if (writer.skipped() > 0)
+                        m_sink(QJsonObject{{QStringLiteral("incomplete"), i}});
+                }
             }
+        } else {
+            QStringList names = missing.values();
+            names.sort();
+            m_sink(problemRecord(source.file, 0, 1,
+                                 QStringLiteral("%1 not compiled: its imports %2 were not found")
+                                     .arg(source.module, names.join(QStringLiteral(", ")))));
         }
         if (!written)
             m_sink(QJsonObject{{QStringLiteral("failed"), i}});

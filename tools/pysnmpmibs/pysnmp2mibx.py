@@ -11,7 +11,14 @@ textual convention's name where an object uses one, else the base type's;
 ACCESS, STATUS where the module states it, DESCRIPTION, ENUMS (also for
 BITS), the module clauses, and under TYPES the textual conventions met.
 
-Usage: pysnmp2mibx.py [--pythonpath DIR]... [-o DIR] [--skip MODULE]... [MODULE...]
+With --text DIR it also writes SMIv2 text of each module, MODULE.txt, from
+what the compiled form knows: textual conventions with their base types,
+ranges, sizes, named numbers and display hints, object identifiers, objects
+with their types, access, units and index lists. That text is for the MIB
+compiler to find the module's types and names when a vendor's module imports
+them; the descriptions are left out.
+
+Usage: pysnmp2mibx.py [--pythonpath DIR]... [-o DIR] [--text DIR] [--skip MODULE]... [MODULE...]
 Without MODULE arguments every module pysnmp finds is converted. Prints
 "MODULE -> FILE" per file written, problems on stderr; exit status 1 when a
 module could not be loaded or written.
@@ -200,6 +207,24 @@ class Converter:
             items.sort(key=lambda item: item[1])  # named bits come as a set
         return items
 
+    def clauses_of(self, node):
+        """INDEX of a row; UNITS and DISPLAY-HINT (the nearest type's) of an object."""
+        if isinstance(node, self.MibTableRow):
+            names = [name for _, _, name in node.getIndexNames()]
+            return [('INDEX', ', '.join(names))] if names else []
+        if not isinstance(node, self.MibScalar) or node.syntax is None:
+            return []
+        clauses = []
+        units = node.getUnits() if hasattr(node, 'getUnits') else ''
+        if units:
+            clauses.append(('UNITS', units))
+        for key in self.named_chain(type(node.syntax)):
+            hint = getattr(self.builder.mibSymbols.get(key[0], {}).get(key[1]), 'displayHint', '')
+            if hint:
+                clauses.append(('DISPLAY-HINT', hint))
+                break
+        return clauses
+
     # Writing -----------------------------------------------------------
 
     def write(self, module, path, compiled):
@@ -256,6 +281,9 @@ class Converter:
                               ('DESCRIPTION', description)):
                 if text:
                     out.append('   <%s>%s</%s>' % (tag, escape(text), tag))
+            # Beyond what the import reads: units, a row's index list, the display hint.
+            for tag, text in self.clauses_of(node):
+                out.append('   <%s>%s</%s>' % (tag, escape(text), tag))
             if isinstance(node, self.MibScalar) and node.syntax is not None:
                 meet(self.named_chain(type(node.syntax)))
                 enums = self.enums_of(node)
@@ -287,6 +315,194 @@ class Converter:
         os.replace(tmp, path)
 
 
+# The full ranges of the base types: a refinement to these is none.
+FULL_RANGES = {
+    'Integer32': (-2147483648, 2147483647), 'INTEGER': (-2147483648, 2147483647),
+    'Unsigned32': (0, 4294967295), 'Gauge32': (0, 4294967295), 'Counter32': (0, 4294967295),
+    'TimeTicks': (0, 4294967295), 'Counter64': (0, 18446744073709551615),
+}
+SMI_IMPORTS = ['MODULE-IDENTITY', 'OBJECT-TYPE', 'NOTIFICATION-TYPE', 'Integer32', 'Unsigned32', 'Counter32',
+               'Gauge32', 'Counter64', 'TimeTicks', 'IpAddress', 'Opaque']
+
+
+def constraint_text(spec, size):
+    """The narrowest range (or sizes) a pyasn1 constraint holds, as SMI writes it, or ''."""
+    from pyasn1.type import constraint as c
+    ranges = []
+    alternatives = None
+
+    # pyasn1's constraints keep their operands in _values.
+    def walk(node):
+        nonlocal alternatives
+        if isinstance(node, c.ConstraintsIntersection):
+            for child in node:
+                walk(child)
+        elif isinstance(node, c.ConstraintsUnion):
+            alts = []
+            for child in node:
+                if isinstance(child, c.ValueSizeConstraint if size else c.ValueRangeConstraint):
+                    alts.append(tuple(child._values))
+                elif isinstance(child, c.SingleValueConstraint):
+                    alts += [(v, v) for v in child._values]
+            if alts:
+                alternatives = alts
+        elif isinstance(node, c.ValueSizeConstraint if size else c.ValueRangeConstraint):
+            ranges.append(tuple(node._values))
+
+    if spec is None:
+        return ''
+    walk(spec)
+    if alternatives is None and not ranges:
+        return ''
+    if alternatives is None:
+        alternatives = [(max(r[0] for r in ranges), min(r[1] for r in ranges))]
+    text = ' | '.join(str(lo) if lo == hi else '%s..%s' % (lo, hi) for lo, hi in alternatives)
+    return ' (SIZE (%s))' % text if size else ' (%s)' % text
+
+
+def quoted(text):
+    return '"%s"' % str(text or '').replace('"', "'")
+
+
+class TextWriter:
+    """SMIv2 text of one module, from pysnmp's compiled form."""
+
+    def __init__(self, converter, module):
+        self.c = converter
+        self.module = module
+        self.imports = {}
+
+    def need(self, module, name):
+        if module != self.module:
+            self.imports.setdefault(module, set()).add(name)
+
+    def base_of(self, cls):
+        for key in self.c.named_chain(cls):
+            if key in BASE_TYPES:
+                return key
+        return None
+
+    def syntax_text(self, syntax, named_ok=True):
+        """The SYNTAX of a type or an object: a named type where one is nearest, else the base with its refinements."""
+        cls = type(syntax) if not isinstance(syntax, type) else syntax
+        chain = self.c.named_chain(cls)
+        if named_ok and chain and chain[0] not in BASE_TYPES and not PRIVATE_MODULES.match(chain[0][0]):
+            self.need(*chain[0])
+            return chain[0][1]
+        base = self.base_of(cls)
+        if base is None:
+            return 'OCTET STRING'
+        name = BASE_TYPES[base][0]
+        if base[0] == 'SNMPv2-SMI' and name != 'BITS':
+            self.need('SNMPv2-SMI', name)
+        named = getattr(syntax, 'namedValues', None)
+        if named and name in ('Integer32', 'INTEGER', 'BITS'):
+            items = sorted(named.items(), key=lambda item: item[1])
+            return '%s { %s }' % ('BITS' if name == 'BITS' else 'INTEGER',
+                                  ', '.join('%s(%d)' % (label, value) for label, value in items))
+        size = name in ('OCTET STRING', 'Opaque')
+        refinement = constraint_text(getattr(syntax, 'subtypeSpec', None), size)
+        if refinement and not size:
+            full = FULL_RANGES.get(name)
+            if full is not None and refinement == ' (%s..%s)' % full:
+                refinement = ''
+        if name == 'OCTET STRING' and refinement == ' (SIZE (0..65535))':
+            refinement = ''
+        return name + refinement
+
+    def oid_value(self, oid):
+        return '{ iso %s }' % ' '.join(str(arc) for arc in oid[1:])
+
+    def write(self, path):
+        TextualConvention, = self.c.builder.importSymbols('SNMPv2-TC', 'TextualConvention')
+        symbols = self.c.builder.mibSymbols[self.module]
+        body = []
+        # Types the module defines.
+        for name, cls in sorted(symbols.items()):
+            if not isinstance(cls, type) or self.c.type_name_map().get(cls) != (self.module, name):
+                continue
+            syntax = self.syntax_text(cls(), named_ok=False) if self.base_of(cls) else None
+            if syntax is None:
+                continue
+            if issubclass(cls, TextualConvention):
+                self.need('SNMPv2-TC', 'TEXTUAL-CONVENTION')
+                body.append('%s ::= TEXTUAL-CONVENTION' % name)
+                if getattr(cls, 'displayHint', ''):
+                    body.append('    DISPLAY-HINT %s' % quoted(cls.displayHint))
+                body.append('    STATUS %s' % (getattr(cls, 'status', '') or 'current'))
+                body.append('    DESCRIPTION ""')
+                body.append('    SYNTAX %s\n' % syntax)
+            else:
+                body.append('%s ::= %s\n' % (name, syntax))
+
+        objects = []
+        for name, obj in symbols.items():
+            if name == 'PYSNMP_MODULE_ID' or not isinstance(obj, self.c.MibNode) or isinstance(obj, type):
+                continue
+            if type(obj).__name__.endswith('Instance') or not obj.name or not XML_NAME.match(name):
+                continue
+            objects.append((tuple(obj.name), name, obj))
+        objects.sort(key=lambda o: (o[0], o[1]))
+        identity = symbols.get('PYSNMP_MODULE_ID')
+        for oid, name, node in objects:
+            status = (vars(node).get('status') or 'current').lower()
+            if node is identity:
+                self.need('SNMPv2-SMI', 'MODULE-IDENTITY')
+                body.append('%s MODULE-IDENTITY\n    LAST-UPDATED "%s"\n    ORGANIZATION ""\n    CONTACT-INFO ""\n'
+                            '    DESCRIPTION ""\n    ::= %s\n'
+                            % (name, (getattr(node, 'getLastUpdated', lambda: '')() or '200001010000Z'), self.oid_value(oid)))
+            elif isinstance(node, self.c.MibTable):
+                entry = next((n for o, n, x in objects if o[:-1] == oid and isinstance(x, self.c.MibTableRow)), None)
+                if entry is None:
+                    continue
+                body.append('%s OBJECT-TYPE\n    SYNTAX SEQUENCE OF %s\n    MAX-ACCESS not-accessible\n'
+                            '    STATUS %s\n    DESCRIPTION ""\n    ::= %s\n'
+                            % (name, entry[:1].upper() + entry[1:], status, self.oid_value(oid)))
+            elif isinstance(node, self.c.MibTableRow):
+                entry_type = name[:1].upper() + name[1:]
+                index = []
+                for implied, module, column in node.getIndexNames():
+                    self.need(module, column)
+                    index.append(('IMPLIED ' if implied else '') + column)
+                clause = '    INDEX { %s }\n' % ', '.join(index) if index else ''
+                body.append('%s OBJECT-TYPE\n    SYNTAX %s\n    MAX-ACCESS not-accessible\n    STATUS %s\n'
+                            '    DESCRIPTION ""\n%s    ::= %s\n'
+                            % (name, entry_type, status, clause, self.oid_value(oid)))
+                columns = [(n, x) for o, n, x in objects if o[:-1] == oid and isinstance(x, self.c.MibScalar)]
+                body.append('%s ::= SEQUENCE {\n%s\n}\n' % (entry_type, ',\n'.join(
+                    '    %s %s' % (n, self.syntax_text(x.syntax).split(' {')[0].split(' (')[0]) for n, x in columns)))
+            elif isinstance(node, self.c.MibScalar) and node.syntax is not None:
+                access = self.c.access_of(node).lower() or 'read-only'
+                units = getattr(node, 'getUnits', lambda: '')() or ''
+                body.append('%s OBJECT-TYPE\n    SYNTAX %s\n%s    MAX-ACCESS %s\n    STATUS %s\n'
+                            '    DESCRIPTION ""\n    ::= %s\n'
+                            % (name, self.syntax_text(node.syntax),
+                               '    UNITS %s\n' % quoted(units) if units else '', access, status,
+                               self.oid_value(oid)))
+            elif isinstance(node, self.c.NotificationType):
+                self.need('SNMPv2-SMI', 'NOTIFICATION-TYPE')
+                body.append('%s NOTIFICATION-TYPE\n    STATUS %s\n    DESCRIPTION ""\n    ::= %s\n'
+                            % (name, status, self.oid_value(oid)))
+            else:
+                body.append('%s OBJECT IDENTIFIER ::= %s\n' % (name, self.oid_value(oid)))
+        if any(' OBJECT-TYPE' in line for line in body):
+            self.need('SNMPv2-SMI', 'OBJECT-TYPE')
+
+        head = ['-- %s, written from the compiled form pysnmp carries: its types, object' % self.module,
+                '-- identifiers and objects, without their descriptions.',
+                '%s DEFINITIONS ::= BEGIN' % self.module, '']
+        if self.imports:
+            head.append('IMPORTS')
+            for module in sorted(self.imports):
+                head.append('    %s FROM %s' % (', '.join(sorted(self.imports[module])), module))
+            head[-1] += ';'
+            head.append('')
+        tmp = path + '.new'
+        with open(tmp, 'w', encoding='utf-8') as f:
+            f.write('\n'.join(head + body) + '\nEND\n')
+        os.replace(tmp, path)
+
+
 def last_updated(identity):
     """The latest of LAST-UPDATED and the REVISION dates, as ISO date-time in UTC."""
     stamps = []
@@ -307,6 +523,7 @@ def main():
     parser.add_argument('--pythonpath', action='append', default=[],
                         help='folder holding pysnmp, pysnmp_mibs and pyasn1 (searched first)')
     parser.add_argument('-o', '--output', default='.', help='folder for the MIB-X files')
+    parser.add_argument('--text', help='folder for SMIv2 text of the modules (MODULE.txt)')
     parser.add_argument('--skip', action='append', default=[],
                         help='modules not to write (comma-separated, repeatable)')
     parser.add_argument('modules', nargs='*')
@@ -326,6 +543,9 @@ def main():
         try:
             converter.write(module, path, compiled)
             print('%s -> %s' % (module, path))
+            if args.text:
+                os.makedirs(args.text, exist_ok=True)
+                TextWriter(converter, module).write(os.path.join(args.text, module + '.txt'))
             written += 1
         except (OSError, ValueError, TypeError, AttributeError) as e:
             problem('%s: cannot be written: %s' % (module, e))

@@ -281,21 +281,27 @@ void ManageMIBs::Refresh()
         d->showDetails(this);
 }
 
-void ManageMIBs::DeleteMIB(const QString &name)
+QStringList ManageMIBs::DeleteMIB(const QString &name)
 {
-    MIBModules::remove(name);
+    return MIBModules::remove(name);
 }
 
-void ManageMIBs::DeleteSelectedMIBs()
+QStringList ManageMIBs::DeleteSelectedMIBs()
 {
     const QList<int> rows = Selection();
     if (rows.isEmpty())
-        return;
+        return {};
     QStringList names;
     for (int row = rows.first(); row <= rows.last(); ++row)
         names.append(d->model->modules().at(row - 1).name);
+    QStringList kept;
     for (const QString &name : names)
-        DeleteMIB(name);
+        kept += DeleteMIB(name);
+    // A module deleted later in the run is no keeper.
+    kept.erase(std::remove_if(kept.begin(), kept.end(), [&](const QString &m) { return names.contains(m); }), kept.end());
+    kept.removeDuplicates();
+    kept.sort();
+    return kept;
 }
 
 QTableView *ManageMIBs::TableObject() const

@@ -48,12 +48,15 @@ public:
     // Reloads the list from the database in module name order. The current row number
     // stays current where the list is long enough (the first row when none was).
     Q_INVOKABLE void Refresh();
-    // Deletes the module's Tree rows, then its MIBs row. Enums rows stay (they are
-    // keyed by object, not module); the list is not reloaded. A module that is not
-    // there deletes nothing. A name holding a single quote throws a StatementError.
-    Q_INVOKABLE void DeleteMIB(const QString &name);
-    // DeleteMIB for every module from the first to the last selected row, in order.
-    Q_INVOKABLE void DeleteSelectedMIBs();
+    // Deletes the module's Tree rows, then its MIBs row (MIBModules::remove: an OID
+    // another module defines too passes to that module's row). Enums rows stay (they
+    // are keyed by object, not module); the list is not reloaded. A module that is
+    // not there deletes nothing. A name holding a single quote throws a StatementError.
+    // Returns the other modules whose definitions of the module's OIDs remain.
+    Q_INVOKABLE QStringList DeleteMIB(const QString &name);
+    // DeleteMIB for every module from the first to the last selected row, in order;
+    // returns the other modules whose definitions remain, each once, in name order.
+    Q_INVOKABLE QStringList DeleteSelectedMIBs();
     // The grid itself (its model holds the texts shown), for the host's own formatting and export.
     QTableView *TableObject() const;
     // Selects every row; the first becomes current.
