@@ -213,12 +213,11 @@ void MIBTreeModel::clear()
     if (m_byKey.size() >= bigOutline) {
         freeInBackground(std::move(m_roots));
         freeInBackground(std::move(m_byKey));
-        m_roots.clear();
-        m_byKey.clear();
-    } else {
-        m_roots.clear();
-        m_byKey.clear();
+        freeInBackground(std::move(m_orderOf));
     }
+    m_roots.clear();
+    m_byKey.clear();
+    m_orderOf.clear();
     m_order.clear();
     m_orderValid = false;
     if (m_bulk == 0)
@@ -235,6 +234,36 @@ void MIBTreeModel::endBulkLoad()
 {
     if (m_bulk > 0 && --m_bulk == 0)
         endResetModel();
+}
+
+MIBTreeModel::Node *MIBTreeModel::nodeInOutline(int position) const
+{
+    // Near the top, a walk that stops there beats numbering the whole outline.
+    constexpr int nearTop = 64;
+    if (!m_orderValid && position >= 0 && position < nearTop) {
+        int at = 0;
+        std::vector<const std::vector<std::unique_ptr<Node>> *> lists{&m_roots};
+        std::vector<size_t> positions{0};
+        while (!lists.empty()) {
+            const auto &list = *lists.back();
+            size_t &next = positions.back();
+            if (next >= list.size()) {
+                lists.pop_back();
+                positions.pop_back();
+                continue;
+            }
+            Node *node = list[next++].get();
+            if (at++ == position)
+                return node;
+            if (!node->children.empty()) {
+                lists.push_back(&node->children);
+                positions.push_back(0);
+            }
+        }
+        return nullptr;
+    }
+    const QVector<Node *> &rows = rowsInOrder();
+    return position >= 0 && position < rows.size() ? rows.at(position) : nullptr;
 }
 
 const QVector<MIBTreeModel::Node *> &MIBTreeModel::rowsInOrder() const

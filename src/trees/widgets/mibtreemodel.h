@@ -104,6 +104,8 @@ public:
     // Every row in outline order (parents before children, siblings in order),
     // hidden or not: the numbering of a grid that holds the whole outline.
     const QVector<Node *> &rowsInOrder() const;
+    // rowsInOrder().at(position), or null when out of range.
+    Node *nodeInOutline(int position) const;
     // Position in rowsInOrder(), or -1.
     int orderOf(const Node *node) const;
 

@@ -790,8 +790,5 @@ int TreeControl::rowCountWithHeader() const
 
 MIBTreeModel::Node *TreeControl::nodeAtRow(int row) const
 {
-    const QVector<MIBTreeModel::Node *> &rows = d->model->rowsInOrder();
-    if (row < 1 || row > rows.size())
-        return nullptr;
-    return rows.at(row - 1);
+    return d->model->nodeInOutline(row - 1);
 }
